@@ -1,0 +1,45 @@
+// Encodes a series of equally sized QImage frames into a movie file.
+//
+// The container follows the file's extension: mp4 and mov hold H.264, mpg holds MPEG-2 video,
+// all in yuv420p at 10 frames per second (the rate at which recordings are generated, so a
+// movie lasts as long as its animation).
+#ifndef VIDEOENCODERMAC_H
+#define VIDEOENCODERMAC_H
+
+#include <QString>
+
+class QImage;
+
+class VideoEncoderMAC
+{
+public:
+    VideoEncoderMAC();
+    // Closes an open movie as close() does.
+    ~VideoEncoderMAC();
+
+    // Creates the movie file. nWidth and nHeight must be even and nonzero. nBitRate: target bit
+    // rate in bits per second (MPEG-2 rate control). nKeyFrameInterval: frames between key
+    // frames. nQuality: H.264 constant rate factor, 0 (lossless) .. 51 (worst). Returns false
+    // (and logs why) when the file cannot be written or no encoder is available; no file is
+    // left behind then.
+    bool createMovieFile(const QString& strFileName, unsigned nWidth, unsigned nHeight,
+                         unsigned nBitRate, unsigned nKeyFrameInterval, int nQuality);
+    // Appends one frame. The image may be one pixel narrower and/or lower than the movie (a view
+    // of odd size recorded into an even movie): the last column / row is then repeated. Any
+    // other size is refused with false.
+    bool encodeImage(const QImage& image);
+    // Flushes the encoder and finishes the file. Returns false when writing failed; the
+    // incomplete file is removed then.
+    bool close();
+
+    // A movie file is open.
+    bool isOpen() const;
+
+private:
+    VideoEncoderMAC(const VideoEncoderMAC&) = delete;
+    VideoEncoderMAC& operator=(const VideoEncoderMAC&) = delete;
+    struct Private;
+    Private* m_pPrivate;
+};
+
+#endif // VIDEOENCODERMAC_H

@@ -1,0 +1,70 @@
+// The viewer's 3D view: renders a CKXSampleScene with OpenGL 3.3 core shaders and moves its
+// camera with a trackball (left drag rotates, wheel moves along z, right drag pans).
+#ifndef CKXGLVIEW_H
+#define CKXGLVIEW_H
+
+#include "C3DView.h"
+
+class CKXSampleScene;
+class CKXGLRenderer; // GL resources, private to kximage
+
+class CKXGLView : public C3DView
+{
+    Q_OBJECT
+public:
+    // The scene is not owned and must outlive the view.
+    explicit CKXGLView(CKXSampleScene* pScene, QWidget* pParent = nullptr);
+    ~CKXGLView() override;
+
+    CKXSampleScene* scene() const { return m_pScene; }
+    // Back to the default camera (identity rotation, default translation).
+    void resetCamera();
+
+    // C3DScene
+    bool isAutoRotating() const override;
+    void stopAutoRotation() override;
+    void setAllObjectSlicesDirty(int nSliceView, bool bDirty) override;
+    void refreshSliceViews() override;
+    // C3DView
+    unitquaternion getCurrentQuaternion() const override;
+    void setCurrentQuaternion(unitquaternion rotation) override;
+    Vec3f getTranslationVector() const override;
+    void setTranslationVector(Vec3f translation) override;
+    void setRenderMode(int nMode, const QString& strObjectClass) override;
+    void setShadingMode(int nMode, const QString& strObjectClass) override;
+    bool isAnimationEnabled() const override;
+    void stopAnimation() override;
+    void setKFAnimating(bool bAnimating) override;
+    void setKFRecording(bool bRecording) override;
+    void saveRotationState() override;
+
+    void setAutoRotating(bool bOn);
+    bool isKFAnimating() const { return m_bKFAnimating; }
+    bool isKFRecording() const { return m_bKFRecording; }
+
+signals:
+    // The user moved the camera (drag, wheel, pan). Not a change of the scene's content.
+    void cameraChanged();
+
+protected:
+    void initializeGL() override;
+    void resizeGL(int nWidth, int nHeight) override;
+    void paintGL() override;
+    void mousePressEvent(QMouseEvent* pEvent) override;
+    void mouseMoveEvent(QMouseEvent* pEvent) override;
+    void wheelEvent(QWheelEvent* pEvent) override;
+    void timerEvent(QTimerEvent* pEvent) override;
+
+private:
+    CKXSampleScene* m_pScene;
+    CKXGLRenderer* m_pRenderer = nullptr;
+    unitquaternion m_rotation;
+    unitquaternion m_savedRotation;
+    Vec3f m_translation;
+    bool m_bKFAnimating = false;
+    bool m_bKFRecording = false;
+    int m_nAutoRotateTimer = 0;
+    QPoint m_lastMouse;
+};
+
+#endif // CKXGLVIEW_H
