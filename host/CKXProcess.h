@@ -8,9 +8,10 @@
 class CKXProcess
 {
 public:
-    // Starts a long process of type nType with nSteps steps (0: no step count). With bCanAbort
-    // the display offers Abort; strAbortMessage is shown once Abort was pressed.
-    static void startLongProcess(int nSteps, int nType, bool bCanAbort,
+    // Starts a long process of type nType with nSteps steps (0: no step count). The display
+    // always offers Abort; strAbortMessage is shown once it was pressed. bShowSteps asks for a
+    // progress bar over the nSteps steps (otherwise a busy indicator).
+    static void startLongProcess(int nSteps, int nType, bool bShowSteps,
                                  const QString& strAbortMessage);
     // Shows a message (and with nStep the progress, 1..nSteps).
     static void setProcessMessage(const QString& strMessage, bool bLog = false);

@@ -17,11 +17,12 @@ public:
     // Closes an open movie as close() does.
     ~VideoEncoderMAC();
 
-    // Creates the movie file. nWidth and nHeight must be even and nonzero. nBitRate: target bit
-    // rate in bits per second (MPEG-2 rate control). nKeyFrameInterval: frames between key
-    // frames. nQuality: H.264 constant rate factor, 0 (lossless) .. 51 (worst). Returns false
-    // (and logs why) when the file cannot be written or no encoder is available; no file is
-    // left behind then.
+    // Creates the movie file. nWidth and nHeight must be even, nonzero and at most 8192.
+    // nBitRate: MPEG-2 target bit rate in bits per second for a 640x480 frame, scaled with the
+    // frame area (H.264 ignores it). nKeyFrameInterval: frames between key frames (1..1000).
+    // nQuality: H.264 constant rate factor, 0 (lossless) .. 51 (worst). Returns false (and
+    // logs why) when the file cannot be written or no encoder is available; no file is left
+    // behind then and an existing file of that name is not touched.
     bool createMovieFile(const QString& strFileName, unsigned nWidth, unsigned nHeight,
                          unsigned nBitRate, unsigned nKeyFrameInterval, int nQuality);
     // Appends one frame. The image may be one pixel narrower and/or lower than the movie (a view

@@ -3,6 +3,7 @@
 #ifndef CKXGLVIEW_H
 #define CKXGLVIEW_H
 
+#include "C3DTrackball.h"
 #include "C3DView.h"
 
 class CKXSampleScene;
@@ -42,6 +43,12 @@ public:
     bool isKFAnimating() const { return m_bKFAnimating; }
     bool isKFRecording() const { return m_bKFRecording; }
 
+    // Added by kximage. Distance from the eye to the focal plane, in view units (pixels at the
+    // focal plane): the subject's centre sits there at translation (0, 0, 0).
+    double focalDistance() const;
+    // The rotation stored by saveRotationState().
+    unitquaternion savedRotation() const { return m_savedRotation; }
+
 signals:
     // The user moved the camera (drag, wheel, pan). Not a change of the scene's content.
     void cameraChanged();
@@ -65,6 +72,10 @@ private:
     bool m_bKFRecording = false;
     int m_nAutoRotateTimer = 0;
     QPoint m_lastMouse;
+    C3DTrackball m_trackball;
+    bool m_bAnimationEnabled = false;
+
+    void releaseRenderer();
 };
 
 #endif // CKXGLVIEW_H

@@ -1,0 +1,164 @@
+// Frames per second of the viewer's 3D view at 640x480, 1280x720 and 1920x1080, for the default
+// sample scene and for the opaque subject alone:
+//   bare         paintGL into the widget's framebuffer, finished (glFinish);
+//   render+grab  grabFramebuffer(), which renders and reads back (what a recording does);
+//   grab/bare    their ratio;
+//   shown        update() until the frame was composed into the window and swapped.
+// Needs a display; without one it runs itself under xvfb-run.
+#include "CKXGLView.h"
+#include "CKXSampleScene.h"
+#include "CKXSceneData.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QImage>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
+
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+constexpr double kSecondsPerMeasurement = 1.5;
+
+// Keeps the frames from being identical, so nothing can be skipped: a slow spin.
+void turn(CKXGLView& view, int frame)
+{
+    view.setCurrentQuaternion(unitquaternion(deg2rad(0.5 * frame), Y_AXIS));
+}
+
+// Exposes paintGL, so that rendering can be timed without the window's composition.
+class BenchView : public CKXGLView
+{
+public:
+    using CKXGLView::CKXGLView;
+    void renderOnce()
+    {
+        makeCurrent();
+        paintGL();
+        context()->functions()->glFinish();
+        doneCurrent();
+    }
+};
+
+template <class F> double framesPerSecond(F&& frame)
+{
+    for (int i = 0; i < 3; ++i)
+        frame(i);
+    QElapsedTimer t;
+    t.start();
+    int n = 0;
+    while (t.elapsed() < kSecondsPerMeasurement * 1000.0)
+        frame(n++);
+    return n / (t.nsecsElapsed() * 1e-9);
+}
+
+// Rendering alone: the scene drawn into the widget's framebuffer, finished.
+double bareFps(BenchView& view)
+{
+    return framesPerSecond([&](int i) {
+        turn(view, i);
+        view.renderOnce();
+    });
+}
+
+// What the user sees: update() until the frame has been composed into the window and swapped.
+double shownFps(CKXGLView& view)
+{
+    QEventLoop loop;
+    QObject::connect(&view, &QOpenGLWidget::frameSwapped, &loop, &QEventLoop::quit);
+    return framesPerSecond([&](int i) {
+        turn(view, i);
+        view.update();
+        loop.exec();
+    });
+}
+
+// What a recording does per frame: render and read the frame back (grabFramebuffer renders).
+double grabFps(CKXGLView& view)
+{
+    qint64 checksum = 0;
+    const double fps = framesPerSecond([&](int i) {
+        turn(view, i);
+        const QImage img = view.grabFramebuffer();
+        checksum += img.pixel(img.width() / 2, img.height() / 2);
+    });
+    return checksum == 42 ? fps + 1e-9 : fps; // keeps the grab from being optimised away
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (!std::getenv("DISPLAY") && !std::getenv("KX_BENCH_NO_XVFB"))
+    {
+        // No display: run again under Xvfb, large enough for 1920x1080.
+        setenv("KX_BENCH_NO_XVFB", "1", 1);
+        std::vector<char*> args{const_cast<char*>("xvfb-run"), const_cast<char*>("-a"),
+                                const_cast<char*>("-s"),
+                                const_cast<char*>("-screen 0 1920x1200x24")};
+        for (int i = 0; i < argc; ++i)
+            args.push_back(argv[i]);
+        args.push_back(nullptr);
+        execvp("xvfb-run", args.data());
+        std::perror("bench_viewer_render: xvfb-run");
+        return 1;
+    }
+    QApplication app(argc, argv);
+    CKXSampleScene scene(0);
+    int triangles = scene.data()->mesh()->geometry().triangleCount();
+    for (const CKXSurfaceObject* o : scene.data()->organs())
+        triangles += o->geometry().triangleCount();
+
+    // The subject alone, opaque and lit: comparable with the architecture note's reference of
+    // about 56k lit triangles (120 / 95 / 64 fps bare, 113 / 85 / 51 with the grab).
+    CKXSampleScene subjectOnly(0);
+    {
+        tag_s3Dcontrols c = subjectOnly.currentControls();
+        c.meshOpacity = 100;
+        c.organsVisible = false;
+        for (tag_s3DSourceControls& s : c.sourceControls)
+            s.surfaceVisible = s.volumeVisible = false;
+        subjectOnly.applyControls(c);
+    }
+    const int meshTriangles = subjectOnly.data()->mesh()->geometry().triangleCount();
+    struct Case
+    {
+        const char* name;
+        CKXSampleScene* scene;
+    };
+    const Case cases[] = {{"default scene", &scene}, {"subject only", &subjectOnly}};
+    std::printf("3D view frames per second. Default scene: translucent body, organs, sources "
+                "(%d surface triangles); subject only: opaque lit body (%d triangles).\n",
+                triangles, meshTriangles);
+    std::printf("%-14s %-11s %8s %12s %10s %8s\n", "scene", "size", "bare", "render+grab",
+                "grab/bare", "shown");
+    const QSize sizes[] = {{640, 480}, {1280, 720}, {1920, 1080}};
+    for (const Case& sc : cases)
+    for (const QSize& size : sizes)
+    {
+        BenchView view(sc.scene);
+        view.resize(size);
+        view.show();
+        QElapsedTimer wait;
+        wait.start();
+        while (!view.isValid() && wait.elapsed() < 10000)
+            app.processEvents();
+        if (!view.isValid() || view.size() != size)
+        {
+            std::fprintf(stderr, "bench_viewer_render: no %dx%d GL view\n", size.width(),
+                         size.height());
+            return 1;
+        }
+        const double bare = bareFps(view);
+        const double grab = grabFps(view);
+        const double shown = shownFps(view);
+        std::printf("%-14s %4dx%-6d %8.1f %12.1f %10.2f %8.1f\n", sc.name, size.width(),
+                    size.height(), bare, grab, grab / bare, shown);
+        std::fflush(stdout);
+    }
+    return 0;
+}

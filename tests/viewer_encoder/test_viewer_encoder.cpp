@@ -1,0 +1,374 @@
+// The movie encoder, the movie-type list and the log: movies are written, then probed and
+// decoded with the ffmpeg tools; refused input must leave a log line and no file.
+#include "CKXSMovieExporter.h"
+#include "KXLog.h"
+#include "VideoEncoderMAC.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QMap>
+#include <QTemporaryDir>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+
+namespace
+{
+
+struct SMovieInfo
+{
+    QMap<QByteArray, QByteArray> mapFacts; // ffprobe's format_name, codec_name, pix_fmt, ...
+    QSize size;
+    double dDuration = 0;     // seconds
+    QList<QImage> listFrames; // every decoded frame as RGB32
+};
+
+QByteArray runTool(const QByteArray& command)
+{
+    QByteArray output;
+    if (FILE* pPipe = popen(command.constData(), "r"))
+    {
+        char buffer[1 << 16];
+        for (size_t n; (n = std::fread(buffer, 1, sizeof(buffer), pPipe)) > 0;)
+            output.append(buffer, int(n));
+        pclose(pPipe);
+    }
+    return output;
+}
+
+// The movie as the ffmpeg tools see it; they convert to RGB with the matrix the stream declares,
+// as players do.
+SMovieInfo readMovie(const QString& strPath)
+{
+    SMovieInfo info;
+    const QByteArray file = "'file:" + QFile::encodeName(strPath) + "'";
+    const QByteArray facts = runTool("ffprobe -v error -of default=nw=1 -show_entries "
+                                     "format=format_name,duration:stream=codec_name,pix_fmt,"
+                                     "width,height " +
+                                     file);
+    for (const QByteArray& line : facts.split('\n'))
+        info.mapFacts[line.left(line.indexOf('='))] = line.mid(line.indexOf('=') + 1);
+    info.size = QSize(info.mapFacts["width"].toInt(), info.mapFacts["height"].toInt());
+    info.dDuration = info.mapFacts["duration"].toDouble();
+    const QByteArray pixels = runTool("ffmpeg -v error -i " + file +
+                                      " -fps_mode passthrough -f rawvideo -pix_fmt bgra -");
+    const int nFrameBytes = info.size.width() * info.size.height() * 4;
+    for (int i = 0; nFrameBytes > 0 && i + nFrameBytes <= pixels.size(); i += nFrameBytes)
+        info.listFrames << QImage(reinterpret_cast<const uchar*>(pixels.constData()) + i,
+                                  info.size.width(), info.size.height(), QImage::Format_RGB32)
+                               .copy();
+    return info;
+}
+
+// Within 12 levels per channel: lossy coding, chroma subsampling and the colour matrix.
+::testing::AssertionResult near(QRgb actual, const QColor& expected)
+{
+    const QColor c(actual);
+    const int nError =
+        std::max({std::abs(c.red() - expected.red()), std::abs(c.green() - expected.green()),
+                  std::abs(c.blue() - expected.blue())});
+    return (nError <= 12 ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
+           << c.name().toStdString() << " against " << expected.name().toStdString();
+}
+
+QImage filled(int nWidth, int nHeight, const QColor& colour)
+{
+    QImage image(nWidth, nHeight, QImage::Format_RGB32);
+    image.fill(colour);
+    return image;
+}
+
+QString logText()
+{
+    return CKXLogFile::recentLines().join('\n');
+}
+bool logHas(const char* szText)
+{
+    return logText().contains(szText);
+}
+
+// A flat colour with a noisy band along the top, so frames code to kilobytes as rendered ones
+// do: the program stream puts tiny frames several to a packet under one time stamp, and its
+// duration can then not be read back.
+QImage textured(const QColor& colour, unsigned nSeed)
+{
+    QImage image = filled(320, 240, colour);
+    for (int y = 0; y < 48; ++y)
+        for (int x = 0; x < 320; ++x)
+        {
+            nSeed = nSeed * 1664525u + 1013904223u;
+            image.setPixel(x, y, qRgb(nSeed >> 24, (nSeed >> 16) & 255, (nSeed >> 8) & 255));
+        }
+    return image;
+}
+
+class EncoderTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CKXLogFile::setFilePath(m_tempDir.filePath("kx3dviewer.log"));
+        CKXLogFile::clearRecentLines();
+    }
+    QString path(const QString& strName) const { return m_tempDir.filePath(strName); }
+    QTemporaryDir m_tempDir;
+};
+
+struct SFormatCase
+{
+    const char* m_szFile;
+    const char* m_szFormat; // libavformat's demuxer name
+    const char* m_szCodec;
+};
+void PrintTo(const SFormatCase& formatCase, std::ostream* pStream)
+{
+    *pStream << formatCase.m_szFile;
+}
+
+class EncoderFormatTest : public EncoderTest, public ::testing::WithParamInterface<SFormatCase>
+{
+};
+
+} // namespace
+
+// 12 frames, four each of red, green and blue, come back as 12 frames of 1.2 s in yuv420p.
+TEST_P(EncoderFormatTest, RecordsFramesThatReadBackWithTheirColours)
+{
+    const QString strFile = path(GetParam().m_szFile);
+    const QColor colours[] = {QColor(220, 30, 40), QColor(40, 200, 60), QColor(30, 50, 210)};
+    {
+        VideoEncoderMAC encoder;
+        ASSERT_TRUE(encoder.createMovieFile(strFile, 320, 240, 1000000, 20, 25))
+            << logText().toStdString();
+        for (int i = 0; i < 12; ++i)
+            ASSERT_TRUE(encoder.encodeImage(textured(colours[i / 4], i)));
+        EXPECT_TRUE(encoder.close());
+        EXPECT_TRUE(encoder.close()); // a second close has nothing to do
+        EXPECT_FALSE(encoder.isOpen());
+    }
+    const SMovieInfo info = readMovie(strFile);
+    EXPECT_EQ(info.mapFacts["format_name"].split(',').first(), GetParam().m_szFormat);
+    EXPECT_EQ(info.mapFacts["codec_name"], GetParam().m_szCodec);
+    EXPECT_EQ(info.mapFacts["pix_fmt"], "yuv420p");
+    EXPECT_EQ(info.size, QSize(320, 240));
+    EXPECT_NEAR(info.dDuration, 1.2, 0.05);
+    ASSERT_EQ(info.listFrames.size(), 12);
+    for (int i : {1, 6, 11})
+        EXPECT_TRUE(near(info.listFrames[i].pixel(160, 120), colours[i / 4])) << "frame " << i;
+    EXPECT_EQ(logText(), QString()); // not a warning, not a program stream underflow
+
+    QFile file(strFile);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray bytes = file.readAll(); // mp4, mov: the index first, for streaming players
+    EXPECT_TRUE(info.mapFacts["codec_name"] != "h264" ||
+                bytes.indexOf("moov") < bytes.indexOf("mdat"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Containers, EncoderFormatTest,
+                         ::testing::Values(SFormatCase{"clip.mp4", "mov", "h264"},
+                                           SFormatCase{"clip.MOV", "mov", "h264"},
+                                           SFormatCase{"clip.mpg", "mpeg", "mpeg2video"}));
+
+// A 321x241 view recorded into a 322x242 movie: the last column and row are repeated, so the
+// red border of the image reaches the movie's edge, in luma and in chroma.
+TEST_F(EncoderTest, OddViewFillsEvenMovieByRepeatingTheEdge)
+{
+    for (const char* szName : {"odd.mp4", "odd.mpg"})
+    {
+        QImage image = filled(321, 241, QColor(128, 128, 128));
+        for (int y = 0; y < 241; ++y)
+            for (int x = 0; x < 321; ++x)
+                if (x >= 300 || y >= 220)
+                    image.setPixel(x, y, qRgb(220, 40, 40));
+        VideoEncoderMAC encoder;
+        ASSERT_TRUE(encoder.createMovieFile(path(szName), 322, 242, 1000000, 20, 25))
+            << logText().toStdString();
+        for (int i = 0; i < 3; ++i)
+            ASSERT_TRUE(encoder.encodeImage(image));
+        ASSERT_TRUE(encoder.close());
+        const SMovieInfo info = readMovie(path(szName));
+        ASSERT_EQ(info.listFrames.size(), 3) << szName;
+        const QImage& frame = info.listFrames[2];
+        EXPECT_EQ(frame.size(), QSize(322, 242));
+        EXPECT_TRUE(near(frame.pixel(100, 100), QColor(128, 128, 128))) << szName;
+        for (QPoint point : {QPoint(321, 100), QPoint(100, 241), QPoint(321, 241)})
+            EXPECT_TRUE(near(frame.pixel(point), QColor(220, 40, 40)))
+                << szName << " " << point.x();
+    }
+}
+
+TEST_F(EncoderTest, RefusesBadMoviesWithALogLineAndNoFile)
+{
+    QFile blocker(path("plainfile"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    const struct
+    {
+        QString strFile;
+        unsigned nWidth, nHeight;
+        int nQuality;
+        const char* szReason;
+    } cases[] = {
+        {path("a.mp4"), 321, 240, 25, "not allowed"},
+        {path("b.mp4"), 320, 0, 25, "not allowed"},
+        {path("c.mpg"), 20000, 240, 25, "not allowed"},
+        {path("d.avi"), 320, 240, 25, "unsupported movie type"},
+        {path("e.mp4"), 320, 240, 60, "outside 0..51"},
+        {path("missing/f.mp4"), 320, 240, 25, "Cannot create movie"},
+        {path("plainfile/g.mov"), 320, 240, 25, "Cannot create movie"},
+        {QString(), 320, 240, 25, "no file name"},
+    };
+    for (const auto& c : cases)
+    {
+        CKXLogFile::clearRecentLines();
+        VideoEncoderMAC encoder;
+        EXPECT_FALSE(
+            encoder.createMovieFile(c.strFile, c.nWidth, c.nHeight, 1000000, 20, c.nQuality))
+            << c.szReason;
+        EXPECT_FALSE(encoder.isOpen());
+        EXPECT_TRUE(logHas(c.szReason)) << c.szReason;
+        EXPECT_TRUE(c.strFile.isEmpty() || !QFile::exists(c.strFile)) << c.szReason;
+        CKXLogFile::clearRecentLines(); // a loop that goes on adding frames adds no more lines
+        EXPECT_FALSE(encoder.encodeImage(filled(320, 240, Qt::red)));
+        EXPECT_EQ(logText(), QString());
+    }
+
+    // A refused movie never truncates a file that was there before.
+    QFile old(path("old.mp4"));
+    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+    old.write("keep me");
+    old.close();
+    VideoEncoderMAC encoder;
+    EXPECT_FALSE(encoder.createMovieFile(old.fileName(), 320, 240, 1000000, 20, 99));
+    ASSERT_TRUE(old.open(QIODevice::ReadOnly));
+    EXPECT_EQ(old.readAll(), QByteArray("keep me"));
+}
+
+TEST_F(EncoderTest, RefusesAReadOnlyFolder)
+{
+    if (geteuid() == 0)
+        GTEST_SKIP() << "root writes into read-only folders";
+    ASSERT_TRUE(QDir().mkdir(path("ro")));
+    QFile::setPermissions(path("ro"), QFile::ReadOwner | QFile::ExeOwner);
+    VideoEncoderMAC encoder;
+    EXPECT_FALSE(encoder.createMovieFile(path("ro/h.mp4"), 320, 240, 1000000, 20, 25));
+    EXPECT_TRUE(logHas("Permission denied"));
+    EXPECT_FALSE(QFile::exists(path("ro/h.mp4")));
+}
+
+// A disk that fills up mid-movie (a file size limit here): frames are refused from then on,
+// close() fails and the incomplete movie is removed. A full device fails at once and, not
+// being a regular file, is left alone.
+TEST_F(EncoderTest, WriteFailuresAreLoggedAndTheMovieRemoved)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit oldLimit{};
+    getrlimit(RLIMIT_FSIZE, &oldLimit);
+    rlimit limit = oldLimit;
+    limit.rlim_cur = 16384;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    VideoEncoderMAC encoder;
+    const bool bCreated = encoder.createMovieFile(path("big.mpg"), 320, 240, 1000000, 20, 25);
+    int nAccepted = 0;
+    while (nAccepted < 50 && encoder.encodeImage(textured(Qt::gray, nAccepted)))
+        ++nAccepted;
+    const bool bClosed = encoder.close();
+    setrlimit(RLIMIT_FSIZE, &oldLimit);
+    EXPECT_TRUE(bCreated);
+    EXPECT_GT(nAccepted, 0);
+    EXPECT_LT(nAccepted, 50);
+    EXPECT_FALSE(bClosed);
+    EXPECT_TRUE(logHas("File too large")) << logText().toStdString();
+    EXPECT_FALSE(QFile::exists(path("big.mpg")));
+
+    ASSERT_TRUE(QFile::link("/dev/full", path("full.mp4")));
+    EXPECT_FALSE(encoder.createMovieFile(path("full.mp4"), 320, 240, 1000000, 20, 25));
+    EXPECT_TRUE(logHas("No space left on device"));
+    EXPECT_TRUE(QFileInfo(path("full.mp4")).isSymLink());
+}
+
+TEST_F(EncoderTest, RefusesFramesThatDoNotFitAndKeepsTheMovie)
+{
+    VideoEncoderMAC encoder;
+    EXPECT_FALSE(encoder.encodeImage(filled(320, 240, Qt::red)));
+    EXPECT_TRUE(logHas("no movie file is open"));
+    ASSERT_TRUE(encoder.createMovieFile(path("sizes.mp4"), 320, 240, 1000000, 20, 25));
+    for (QSize size : {QSize(318, 240), QSize(320, 238), QSize(322, 240), QSize(0, 0)})
+    {
+        CKXLogFile::clearRecentLines();
+        EXPECT_FALSE(encoder.encodeImage(filled(size.width(), size.height(), Qt::red)));
+        EXPECT_TRUE(logHas("refused")) << size.width() << "x" << size.height();
+    }
+    // Other QImage formats are converted; the movie goes on.
+    EXPECT_TRUE(encoder.encodeImage(filled(320, 240, Qt::red)));
+    EXPECT_TRUE(
+        encoder.encodeImage(filled(320, 240, Qt::red).convertToFormat(QImage::Format_RGB888)));
+    EXPECT_TRUE(encoder.close());
+    EXPECT_EQ(readMovie(path("sizes.mp4")).listFrames.size(), 2);
+}
+
+TEST_F(EncoderTest, EmptyMovieIsRemovedAndDestructorFinishesAMovie)
+{
+    {
+        VideoEncoderMAC encoder;
+        ASSERT_TRUE(encoder.createMovieFile(path("empty.mp4"), 64, 64, 1000000, 20, 25));
+        EXPECT_TRUE(QFile::exists(path("empty.mp4")));
+        EXPECT_FALSE(encoder.close());
+        EXPECT_FALSE(QFile::exists(path("empty.mp4")));
+        EXPECT_TRUE(logHas("has no frames"));
+
+        // A relative name with a colon is a file, not an FFmpeg protocol.
+        const QString strOldDir = QDir::currentPath();
+        QDir::setCurrent(m_tempDir.path());
+        ASSERT_TRUE(encoder.createMovieFile("take:1.mpg", 64, 64, 1000000, 20, 25));
+        QDir::setCurrent(strOldDir);
+        ASSERT_TRUE(encoder.encodeImage(filled(64, 64, Qt::blue)));
+    }
+    EXPECT_EQ(readMovie(path("take:1.mpg")).listFrames.size(), 1);
+}
+
+TEST(MovieExporterTest, ListsTheThreeMovieTypesOfThisFfmpeg)
+{
+    EXPECT_EQ(CKXSMovieExporter::getExtensionList(), QStringList({"mp4", "mov", "mpg"}));
+    const QStringList filters = CKXSMovieExporter::getFilterList();
+    ASSERT_EQ(filters.size(), 3);
+    EXPECT_TRUE(filters[0].contains("(*.mp4)") && filters[1].contains("(*.mov)") &&
+                filters[2].contains("(*.mpg)"));
+    EXPECT_EQ(CKXSMovieExporter::populateMovieTypes().filters, filters);
+}
+
+TEST(LogTest, WritesTimestampedLevelLinesToItsFile)
+{
+    QTemporaryDir tempDir;
+    const QString strPath = tempDir.filePath("sub/dir/test.log");
+    CKXLogFile::setFilePath(strPath);
+    CKXLogFile::clearRecentLines();
+    CKXSLog* pLog = getLogObject();
+    ASSERT_EQ(pLog, getLogObject());
+    pLog->log("first\nsecond", "Src", 7, "11:05:38", 3, false);
+    pLog->log("plain", QString(), 0, QString(), 42, false);
+    for (long nLevel : {1L, 2L, 16L})
+        pLog->log("x", QString(), 0, QString(), nLevel, false);
+    const QStringList lines = CKXLogFile::recentLines();
+    ASSERT_EQ(lines.size(), 5);
+    EXPECT_TRUE(QRegExp(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} warning Src: first \| second )"
+                        R"(\[code 7, at 11:05:38\])")
+                    .exactMatch(lines[0]))
+        << lines[0].toStdString();
+    EXPECT_TRUE(lines[1].endsWith(" 42 plain"));
+    EXPECT_TRUE(lines[2].contains(" debug x") && lines[3].contains(" info x") &&
+                lines[4].contains(" error x"));
+    QFile file(strPath);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(file.readAll()), lines.join('\n') + '\n');
+    CKXLogFile::clearRecentLines();
+    EXPECT_TRUE(CKXLogFile::recentLines().isEmpty());
+}

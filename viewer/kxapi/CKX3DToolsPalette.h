@@ -1,0 +1,114 @@
+// The 3D tools palette: the display controls of the active sequence's scene (surface mesh,
+// photon density map, organs, light sources, multimodality volume). It shows the scene's
+// currentControls() and writes every edit back with applyControls(); while a tool plays key
+// frames it shows the key frame it was handed instead (signalUpdate3DToolsPalette with false)
+// until it is told to show the scene again (true) or the user edits a control.
+// Edits and camera moves are not announced as 3D view changes.
+#ifndef CKX3DTOOLSPALETTE_H
+#define CKX3DTOOLSPALETTE_H
+
+#include "KeyFrameRecords.h"
+
+#include <QPointer>
+#include <QWidget>
+
+#include <functional>
+
+class CKXSampleScene;
+class CKXSequenceWindowImpl;
+class CKXSourceControlsPanel;
+class QCheckBox;
+class QComboBox;
+class QGroupBox;
+class QLabel;
+class QListWidget;
+class QListWidgetItem;
+class QPushButton;
+class QSlider;
+class QTabWidget;
+
+class CKX3DToolsPalette : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit CKX3DToolsPalette(QWidget* pParent = nullptr);
+
+    // The window whose scene is shown (not owned; null shows nothing and disables the controls).
+    void setSequenceWindow(CKXSequenceWindowImpl* pWindow);
+    CKXSequenceWindowImpl* sequenceWindow() const { return m_pWindow; }
+    // Listens to the window's key frame updates and scene changes; only those of the shown
+    // window are displayed.
+    void watchSequenceWindow(CKXSequenceWindowImpl* pWindow);
+
+    // A key frame is shown rather than the scene.
+    bool isShowingKeyFrame() const { return m_bShowingKeyFrame; }
+    // The controls the palette shows now.
+    tag_s3Dcontrols displayedControls() const;
+
+public slots:
+    void onSignalUpdate3DToolsPalette(SSpKeyFrameAttributes keyFrame, bool bReset);
+
+private slots:
+    void onSignalSceneChanged();
+    void onSignalMeshCheckStatusChanged();
+    void onClickMeshVisible(bool bChecked);
+    void onMeshOpacityChanged(int nValue);
+    void onClickMeshColor();
+    void onMeshRenderActivated(int nIndex);
+    void onMeshShadeActivated(int nIndex);
+    void onClickPDVisible(bool bChecked);
+    void onPDTableActivated(int nIndex);
+    void onPDLowChanged(int nValue);
+    void onPDHighChanged(int nValue);
+    void onClickPDReversed(bool bChecked);
+    void onClickPDLog(bool bChecked);
+    void onClickOrgansVisible(bool bChecked);
+    void onOrganOpacityChanged(int nValue);
+    void onOrganRenderActivated(int nIndex);
+    void onOrganShadeActivated(int nIndex);
+    void onOrganItemChanged(QListWidgetItem* pItem);
+    void onSignalSourceSelected(const QString& strSource);
+    void onClickMultimodalityVolume(bool bChecked);
+
+private:
+    QGroupBox* createMeshGroup();
+    QGroupBox* createPDGroup();
+    QGroupBox* createOrganGroup();
+    void refresh();
+    void refreshOrganList(const QMap<QString, bool>& mapOrgans);
+    void refreshColorBar(const S3DToolsPDMapData& pdMap);
+    // Runs a user's edit on the shown scene (ignored while the palette fills its widgets).
+    void editScene(const std::function<void(CKXSampleScene*)>& fnEdit);
+    // Reads the scene's controls, lets fnEdit change them and applies the result.
+    void editControls(const std::function<void(tag_s3Dcontrols&)>& fnEdit);
+
+    QPointer<CKXSequenceWindowImpl> m_pWindow;
+    bool m_bShowingKeyFrame = false;
+    SSpKeyFrameAttributes m_sKeyFrame;
+    bool m_bUpdating = false;
+    bool m_bRefreshQueued = false;
+
+    QLabel* m_pTitle;
+    QTabWidget* m_pPages;
+    QCheckBox* m_pMeshVisible = nullptr;
+    QSlider* m_pMeshOpacity = nullptr;
+    QPushButton* m_pMeshColor = nullptr;
+    QComboBox* m_pMeshRender = nullptr;
+    QComboBox* m_pMeshShade = nullptr;
+    QCheckBox* m_pPDVisible = nullptr;
+    QComboBox* m_pPDTable = nullptr;
+    QSlider* m_pPDLow = nullptr;
+    QSlider* m_pPDHigh = nullptr;
+    QCheckBox* m_pPDReversed = nullptr;
+    QCheckBox* m_pPDLog = nullptr;
+    QLabel* m_pPDColorBar = nullptr;
+    QCheckBox* m_pOrgansVisible = nullptr;
+    QSlider* m_pOrganOpacity = nullptr;
+    QComboBox* m_pOrganRender = nullptr;
+    QComboBox* m_pOrganShade = nullptr;
+    QListWidget* m_pOrganList = nullptr;
+    CKXSourceControlsPanel* m_pSourcePanel;
+    QCheckBox* m_pMultimodalityVolume;
+};
+
+#endif // CKX3DTOOLSPALETTE_H

@@ -1,0 +1,115 @@
+// The viewer's main window: the workspace of sequence windows, the File, View and Tools menus
+// and the 3D tools palette. It announces workspace changes to tool plug-ins through its
+// signals (the plug-in manager connects them to each plug-in's slots):
+//   - a sequence window is opened:   signalSequenceAdded, then signalSequenceChanged once it
+//                                    becomes the active sub-window;
+//   - another sub-window activated:  signalSequenceChanged;
+//   - a sequence window closes:      signalSequenceRemoved while the window still exists;
+//     the last one closes:           signalDatasetChanged(null) as well;
+//   - a scene's content changed:     signalPlugin3DViewChanged, synchronously.
+// Tab changes are announced by each sequence window's own updatePluginPalette signal, which
+// plug-ins connect themselves when told that the sequence was added.
+#ifndef CKXMAINWINDOW_H
+#define CKXMAINWINDOW_H
+
+#include <QIcon>
+#include <QList>
+#include <QMainWindow>
+#include <QPointer>
+#include <QRect>
+
+class CKX3DToolsPalette;
+class CKXSDataset;
+class CKXSSequenceDataset;
+class CKXSequenceWindowImpl;
+class QAction;
+class QDockWidget;
+class QMdiArea;
+class QMdiSubWindow;
+class QMenu;
+
+class CKXMainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    explicit CKXMainWindow(QWidget* pParent = nullptr);
+    ~CKXMainWindow() override;
+
+    // The one main window of the process (the most recently constructed alive one), or null.
+    static CKXMainWindow* instance();
+    // The viewer's icon (drawn, so the viewer needs no resource files).
+    static QIcon appIcon();
+
+    // Opens the two sample sequences and tiles them.
+    void openDefaultSequences();
+    // Opens one more sample sequence (the subjects alternate) and makes it active.
+    CKXSequenceWindowImpl* openSampleSequence();
+    // Closes the window as its close button would; false when it refused (recording).
+    bool closeSequence(CKXSequenceWindowImpl* pWindow);
+
+    QList<CKXSequenceWindowImpl*> sequenceWindows() const;
+    // The window of the current sub-window, or null.
+    CKXSequenceWindowImpl* activeSequenceWindow() const;
+    void activateSequenceWindow(CKXSequenceWindowImpl* pWindow);
+    void tileSequenceWindows();
+
+    QMdiArea* workspace() const { return m_pWorkspace; }
+    CKX3DToolsPalette* toolsPalette() const { return m_pPalette; }
+    QDockWidget* toolsDock() const { return m_pPaletteDock; }
+    CKXSDataset* dataset() const { return m_pDataset; }
+    // The menu of a plug-in menu identifier; the Tools menu for 0 and for unknown identifiers.
+    QMenu* pluginMenu(int nMenu) const;
+    // Puts a tool's action into its menu, before the entry titled strBefore when there is one.
+    void addPluginAction(QAction* pAction, int nMenu, const QString& strBefore);
+    // Widgets tool plug-ins handed over (their tool windows).
+    QList<QWidget*> adoptedWidgets() const;
+
+public slots:
+    void onClickOpenSequence();
+    void onClickCloseSequence();
+    void onClickReloadScene();
+    void onClickResetCamera();
+    void onClickTileWindows();
+    // From a tool plug-in: keep the widget as a tool window beside the workspace.
+    void onSignalAddWidgetToWorkspace(QWidget* pWidget);
+    // From a tool plug-in: enable or disable its action.
+    void onSignalUpdateToolPluginValidity(QAction* pAction, bool bValid, bool bChecked);
+
+signals:
+    void signalDatasetChanged(CKXSDataset* pDataset);
+    void signalDatasetRemoved(CKXSDataset* pDataset);
+    void signalSequenceChanged(CKXSSequenceDataset* pSequence);
+    void signalSequenceAdded(CKXSSequenceDataset* pSequence);
+    void signalSequenceRemoved(CKXSSequenceDataset* pSequence);
+    void signalPlugin3DViewChanged(bool bClearAnalysisResults);
+
+protected:
+    void closeEvent(QCloseEvent* pEvent) override;
+    bool eventFilter(QObject* pWatched, QEvent* pEvent) override;
+
+private slots:
+    void onSignalSubWindowActivated(QMdiSubWindow* pSubWindow);
+    void onSignalSequenceClosing(CKXSequenceWindowImpl* pWindow);
+
+private:
+    void createMenus();
+    void closeAllSequences();
+    bool isStillTiled() const;
+
+    QMdiArea* m_pWorkspace;
+    CKX3DToolsPalette* m_pPalette;
+    QDockWidget* m_pPaletteDock;
+    CKXSDataset* m_pDataset; // the sample study; owned
+    QMenu* m_pToolsMenu = nullptr;
+    QAction* m_pCloseAction = nullptr;
+    QAction* m_pReloadAction = nullptr;
+    QAction* m_pResetCameraAction = nullptr;
+    QList<QPointer<CKXSequenceWindowImpl>> m_listWindows; // open, in opening order
+    QPointer<CKXSequenceWindowImpl> m_pNotifiedWindow;    // last announced as changed
+    QList<QPointer<QWidget>> m_listAdopted;
+    QList<QRect> m_listTiledGeometry; // sub-window geometries right after the last tiling
+    int m_nSequenceCounter = 0;
+    bool m_bClosingAll = false; // every sequence is being closed: no activation is announced
+};
+
+#endif // CKXMAINWINDOW_H

@@ -1,0 +1,98 @@
+// The viewer's sequence window: one sequence of the sample study in tabs. "3D View" holds the
+// OpenGL view of the sequence's own scene, "Image" a snapshot of that view with the photon
+// density range, "Info" a description of the scene's objects.
+#ifndef CKXSEQUENCEWINDOWIMPL_H
+#define CKXSEQUENCEWINDOWIMPL_H
+
+#include "CKXSSequenceWindow.h"
+
+#include <memory>
+
+class CKXGLView;
+class CKXSampleScene;
+class CKXSceneToolInfo;
+class CKXSDataset;
+class QLabel;
+class QTabWidget;
+class QTextBrowser;
+
+class CKXSequenceWindowImpl : public CKXSSequenceWindow
+{
+    Q_OBJECT
+public:
+    // Takes ownership of pSequence; pDataset (the study) is not owned. nVariant 0 or 1 picks the
+    // sample subject. The window registers itself as the window of pSequence.
+    CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKXSDataset* pDataset, int nVariant,
+                          QWidget* pParent = nullptr);
+    ~CKXSequenceWindowImpl() override;
+
+    // CKXSChildWindow
+    C3DView* get3DScene() const override;
+    C3DSGManager* getSGManager() const override;
+    CKXSToolInfo* getToolInfo() const override;
+    C3DMesh* getSurfaceMesh() const override;
+    C3DVolume* getVolume() const override;
+    CKXSSequenceDataset* getSequenceDataset() const override;
+    // CKXSSequenceWindow
+    QString getCurrentTabName() const override;
+    QMap<QString, bool> getOrgansVisibilityMap() const override;
+
+    CKXSampleScene* scene() const { return m_pScene; }
+    CKXGLView* glView() const { return m_pView; }
+    CKXSDataset* dataset() const { return m_pDataset; }
+    int variant() const { return m_nVariant; }
+    // Makes the tab of that title current (case-insensitive); false when there is none.
+    bool setCurrentTab(const QString& strTabName);
+    QStringList tabNames() const;
+
+    // The multimodality volume ("GLVolume") is shown; false when the scene has none.
+    bool isMultimodalityVolumeVisible() const;
+    void setMultimodalityVolumeVisible(bool bVisible);
+
+    // Reads the sample data again: display state, organs and camera as loaded, then announces
+    // the change of the 3D view (clearing analysis results).
+    void reloadScene();
+
+public slots:
+    void onSignal3DViewChanged(bool bClearAnalysisResults) override;
+    void updateMeshCheckStatus() override;
+    void onReset3DView() override;
+
+signals:
+    // The 3D view's content changed (not a camera move); the main window forwards it to every
+    // tool plug-in at once.
+    void signal3DViewChanged(bool bClearAnalysisResults);
+    // The organ check boxes of the tools palette must follow the scene again.
+    void signalMeshCheckStatusChanged();
+    // The window accepted a close request; it is no longer registered and will be deleted.
+    void signalClosing(CKXSequenceWindowImpl* pWindow);
+
+protected:
+    void closeEvent(QCloseEvent* pEvent) override;
+
+private slots:
+    void onSignalTabChanged(int nIndex);
+    void onClickRefreshSnapshot();
+
+private:
+    QWidget* createImageTab();
+    void refreshInfo();
+
+    std::unique_ptr<CKXSSequenceDataset> m_pSequence;
+    CKXSDataset* m_pDataset;
+    int m_nVariant;
+    CKXSampleScene* m_pScene;
+    CKXGLView* m_pView;
+    std::unique_ptr<CKXSceneToolInfo> m_pToolInfo;
+    QTabWidget* m_pTabs;
+    QLabel* m_pSnapshotLabel = nullptr;
+    QLabel* m_pRangeLabel = nullptr;
+    QTextBrowser* m_pInfoBrowser;
+    // The display state as loaded, for reloadScene().
+    tag_s3Dcontrols m_sLoadedControls;
+    QMap<QString, bool> m_mapLoadedOrgans;
+    bool m_bLoadedVolumeVisible = false;
+    bool m_bClosing = false; // signalClosing was emitted
+};
+
+#endif // CKXSEQUENCEWINDOWIMPL_H

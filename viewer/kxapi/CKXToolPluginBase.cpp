@@ -1,0 +1,7 @@
+#include "CKXToolPluginBase.h"
+
+CKXToolPluginBase::CKXToolPluginBase(QObject* pParent) : QObject(pParent), m_pAction(nullptr)
+{
+}
+
+CKXToolPluginBase::~CKXToolPluginBase() = default;

@@ -1,0 +1,95 @@
+// The OpenGL 3.3 core renderer of the viewer's 3D view, private to kximage.
+//
+// Geometry is uploaded once per mesh; the subject's per-vertex photon density colours are
+// re-uploaded only when its palette changed. Drawing order: background, opaque objects with
+// depth writes, then every translucent, glowing or volumetric object back to front by its
+// centre with depth writes off. A translucent closed surface is drawn as two items, its back
+// faces behind and its front faces in front of whatever it encloses, so that organs and
+// sources inside a translucent body are blended correctly.
+#ifndef CKXGLRENDERER_H
+#define CKXGLRENDERER_H
+
+#include <QMatrix4x4>
+#include <QOpenGLFunctions_3_3_Core>
+
+#include <map>
+#include <memory>
+
+class CKXSceneData;
+class CKXSurfaceObject;
+class CKXMeshObject;
+class CKXVolumeObject;
+struct CKXGeometry;
+struct CKXObjectState;
+class QOpenGLShaderProgram;
+
+// Where the camera is: view = the scene's rotation and translation in view units (pixels at
+// the focal plane), the focal plane `focal` units in front of the eye.
+struct CKXCamera
+{
+    QMatrix4x4 view;       // subject frame -> eye space
+    QMatrix4x4 projection; // eye space -> clip space
+    float unitsPerMm = 1;  // view units per millimetre of the subject
+    int pixelWidth = 1;    // framebuffer size
+    int pixelHeight = 1;
+};
+
+class CKXGLRenderer : protected QOpenGLFunctions_3_3_Core
+{
+public:
+    explicit CKXGLRenderer(CKXSceneData* pScene);
+    // Call with the context current.
+    ~CKXGLRenderer();
+
+    // Compiles the shaders and makes the static buffers; false (and a warning) on failure.
+    bool initialize();
+    void render(const CKXCamera& camera);
+
+private:
+    struct GpuMesh;
+    struct Item;
+
+    GpuMesh& gpuMesh(const CKXGeometry& geometry);
+    GpuMesh& gpuMesh(const CKXMeshObject& mesh, bool farSide);
+    void drawBackground(const CKXCamera& camera);
+    void drawSurface(const CKXCamera& camera, const CKXGeometry& geometry, GpuMesh& gpu,
+                     const CKXObjectState& state, float opacity, bool useVertexColors,
+                     float emission, int pass);
+    void drawBox(const CKXCamera& camera, const CKXGeometry& geometry, const QColor& color,
+                 float opacity);
+    void drawVoxels(const CKXCamera& camera, const CKXVolumeObject& volume);
+    void drawDense(const CKXCamera& camera, const CKXVolumeObject& volume);
+    void ensureDenseTexture(const CKXVolumeObject& volume);
+
+    CKXSceneData* m_pScene;
+    bool m_bReady = false;
+    // This frame's transforms of the subject frame (anatomical millimetres).
+    QMatrix4x4 m_mvp;
+    QVector3D m_eyeInModel;
+    std::unique_ptr<QOpenGLShaderProgram> m_pSurfaceProgram;
+    std::unique_ptr<QOpenGLShaderProgram> m_pVoxelProgram;
+    std::unique_ptr<QOpenGLShaderProgram> m_pSliceProgram;
+    std::unique_ptr<QOpenGLShaderProgram> m_pBackgroundProgram;
+    std::map<const CKXGeometry*, std::unique_ptr<GpuMesh>> m_meshes;
+    // Static buffers.
+    GLuint m_emptyVao = 0;
+    GLuint m_boxVao = 0, m_boxVbo = 0;
+    GLuint m_sphereVbo = 0;
+    int m_nSphereVertices = 0;
+    // Per voxel volume: the voxels as instances (spheres) and as points, and every voxel's
+    // cube written out in one indexed buffer (llvmpipe pays per instance, so one long draw of
+    // cubes is much cheaper than instancing them).
+    struct GpuVoxels
+    {
+        GLuint instances = 0, sphereVao = 0, pointVao = 0;
+        GLuint cubeVao = 0, cubeVbo = 0, cubeIbo = 0;
+        int count = 0;
+    };
+    std::map<const CKXVolumeObject*, GpuVoxels> m_voxels;
+    GLuint m_tableTexture = 0; // every colour table, one row each
+    GLuint m_denseTexture = 0;
+    const CKXVolumeObject* m_pDenseSource = nullptr;
+    GLuint m_sliceVao = 0, m_sliceVbo = 0;
+};
+
+#endif // CKXGLRENDERER_H

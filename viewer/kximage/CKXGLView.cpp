@@ -1,0 +1,274 @@
+#include "CKXGLView.h"
+
+#include "CKXGLRenderer.h"
+#include "CKXSampleScene.h"
+#include "CKXSceneData.h"
+
+#include <QMouseEvent>
+#include <QOpenGLContext>
+#include <QSurfaceFormat>
+#include <QTimerEvent>
+#include <QWheelEvent>
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+constexpr double kFieldOfViewDeg = 30.0; // vertical
+constexpr double kSubjectFill = 0.6;     // share of the view height the subject spans
+constexpr int kAutoRotateIntervalMs = 30;
+constexpr double kAutoRotateStepDeg = 1.0;
+
+// The view's rotation as a column-vector matrix. getRotMatrix() documents the row-vector
+// convention (v' = v M), so the transpose rotates column vectors: with it a positive rotation
+// about +z (towards the viewer) turns the subject counter-clockwise on screen.
+QMatrix4x4 rotationMatrix(const unitquaternion& q)
+{
+    const matrix m = q.getRotMatrix();
+    QMatrix4x4 r;
+    for (int row = 0; row < 3; ++row)
+        for (int col = 0; col < 3; ++col)
+            r(row, col) = static_cast<float>(m(col, row));
+    return r;
+}
+} // namespace
+
+CKXGLView::CKXGLView(CKXSampleScene* pScene, QWidget* pParent) : C3DView(pParent), m_pScene(pScene)
+{
+    QSurfaceFormat fmt = format();
+    fmt.setRenderableType(QSurfaceFormat::OpenGL);
+    fmt.setVersion(3, 3);
+    fmt.setProfile(QSurfaceFormat::CoreProfile);
+    fmt.setDepthBufferSize(24);
+    fmt.setStencilBufferSize(8);
+    setFormat(fmt);
+    setMinimumSize(160, 120);
+    setFocusPolicy(Qt::StrongFocus);
+    connect(m_pScene, &CKXSampleScene::changed, this, QOverload<>::of(&QWidget::update));
+}
+
+CKXGLView::~CKXGLView()
+{
+    releaseRenderer();
+}
+
+void CKXGLView::releaseRenderer()
+{
+    if (!m_pRenderer)
+        return;
+    makeCurrent();
+    delete m_pRenderer;
+    m_pRenderer = nullptr;
+    doneCurrent();
+}
+
+void CKXGLView::resetCamera()
+{
+    m_rotation = unitquaternion();
+    m_translation = Vec3f();
+    emit cameraChanged();
+    update();
+}
+
+bool CKXGLView::isAutoRotating() const
+{
+    return m_nAutoRotateTimer != 0;
+}
+
+void CKXGLView::stopAutoRotation()
+{
+    setAutoRotating(false);
+}
+
+void CKXGLView::setAutoRotating(bool bOn)
+{
+    if (bOn && !m_nAutoRotateTimer)
+        m_nAutoRotateTimer = startTimer(kAutoRotateIntervalMs);
+    else if (!bOn && m_nAutoRotateTimer)
+    {
+        killTimer(m_nAutoRotateTimer);
+        m_nAutoRotateTimer = 0;
+    }
+}
+
+// This viewer has no slice views: only the 3D view is redrawn.
+void CKXGLView::setAllObjectSlicesDirty(int, bool)
+{
+    update();
+}
+
+void CKXGLView::refreshSliceViews()
+{
+    update();
+}
+
+unitquaternion CKXGLView::getCurrentQuaternion() const
+{
+    return m_rotation;
+}
+
+void CKXGLView::setCurrentQuaternion(unitquaternion rotation)
+{
+    m_rotation = rotation;
+    update();
+}
+
+Vec3f CKXGLView::getTranslationVector() const
+{
+    return m_translation;
+}
+
+void CKXGLView::setTranslationVector(Vec3f translation)
+{
+    m_translation = translation;
+    update();
+}
+
+void CKXGLView::setRenderMode(int nMode, const QString& strObjectClass)
+{
+    m_pScene->setRenderMode(nMode, strObjectClass);
+}
+
+void CKXGLView::setShadingMode(int nMode, const QString& strObjectClass)
+{
+    m_pScene->setShadingMode(nMode, strObjectClass);
+}
+
+bool CKXGLView::isAnimationEnabled() const
+{
+    return m_bAnimationEnabled;
+}
+
+void CKXGLView::stopAnimation()
+{
+    m_bAnimationEnabled = false;
+}
+
+void CKXGLView::setKFAnimating(bool bAnimating)
+{
+    m_bKFAnimating = bAnimating;
+}
+
+void CKXGLView::setKFRecording(bool bRecording)
+{
+    m_bKFRecording = bRecording;
+}
+
+void CKXGLView::saveRotationState()
+{
+    m_savedRotation = m_rotation;
+}
+
+double CKXGLView::focalDistance() const
+{
+    const double halfAngle = 0.5 * kFieldOfViewDeg * 3.14159265358979323846 / 180.0;
+    return std::max(1, height()) / (2.0 * std::tan(halfAngle));
+}
+
+void CKXGLView::initializeGL()
+{
+    // A new context (first show, or the widget moved to another window): fresh GL resources.
+    delete m_pRenderer;
+    m_pRenderer = new CKXGLRenderer(m_pScene->data());
+    if (!m_pRenderer->initialize())
+        qWarning("CKXGLView: the 3D view cannot render (OpenGL 3.3 core profile required)");
+    connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, &CKXGLView::releaseRenderer,
+            Qt::UniqueConnection);
+}
+
+void CKXGLView::resizeGL(int nWidth, int nHeight)
+{
+    Q_UNUSED(nWidth);
+    Q_UNUSED(nHeight);
+    m_trackball.setViewport(width(), height());
+}
+
+void CKXGLView::paintGL()
+{
+    if (!m_pRenderer)
+        return;
+    const double w = std::max(1, width());
+    const double h = std::max(1, height());
+    const double focal = focalDistance();
+
+    CKXCamera cam;
+    // Rotate about the subject's centre, then translate; the focal plane lies `focal` units in
+    // front of the eye, where one unit is one pixel.
+    cam.view.translate(float(m_translation.x()), float(m_translation.y()),
+                       float(m_translation.z() - focal));
+    cam.view *= rotationMatrix(m_rotation);
+    const double distance = std::max(focal - m_translation.z(), 1.0);
+    const float nearPlane = float(std::max(1.0, 0.02 * focal));
+    const float farPlane = float(distance + 3.0 * focal);
+    cam.projection.perspective(float(kFieldOfViewDeg), float(w / h), nearPlane, farPlane);
+    cam.unitsPerMm = float(kSubjectFill * h / m_pScene->data()->subjectSize());
+    const qreal dpr = devicePixelRatioF();
+    cam.pixelWidth = int(std::lround(w * dpr));
+    cam.pixelHeight = int(std::lround(h * dpr));
+    m_pRenderer->render(cam);
+}
+
+void CKXGLView::mousePressEvent(QMouseEvent* pEvent)
+{
+    m_lastMouse = pEvent->pos();
+    if (pEvent->button() == Qt::LeftButton)
+        stopAutoRotation();
+    pEvent->accept();
+}
+
+void CKXGLView::mouseMoveEvent(QMouseEvent* pEvent)
+{
+    const QPoint p = pEvent->pos();
+    const QPoint delta = p - m_lastMouse;
+    if (delta.isNull())
+        return;
+    if (pEvent->buttons() & Qt::LeftButton)
+    {
+        m_trackball.setViewport(width(), height());
+        const unitquaternion drag =
+            m_trackball.dragRotation(m_lastMouse.x(), m_lastMouse.y(), p.x(), p.y());
+        // The drag happens in view space, after the current rotation.
+        m_rotation = unitquaternion(static_cast<const quaternion&>(drag) *
+                                    static_cast<const quaternion&>(m_rotation));
+    }
+    else if (pEvent->buttons() & (Qt::RightButton | Qt::MiddleButton))
+    {
+        // Follow the pointer at the subject's depth: farther away, a pixel is more units.
+        const double focal = focalDistance();
+        const double scale = std::max(focal - m_translation.z(), 1.0) / focal;
+        m_translation.x() += delta.x() * scale;
+        m_translation.y() -= delta.y() * scale;
+    }
+    else
+        return;
+    m_lastMouse = p;
+    emit cameraChanged();
+    update();
+}
+
+void CKXGLView::wheelEvent(QWheelEvent* pEvent)
+{
+    const double notches = pEvent->angleDelta().y() / 120.0;
+    if (notches == 0.0)
+        return;
+    const double focal = focalDistance();
+    m_translation.z() = std::min(m_translation.z() + notches * 0.06 * focal, 0.85 * focal);
+    pEvent->accept();
+    emit cameraChanged();
+    update();
+}
+
+void CKXGLView::timerEvent(QTimerEvent* pEvent)
+{
+    if (pEvent->timerId() != m_nAutoRotateTimer)
+    {
+        C3DView::timerEvent(pEvent);
+        return;
+    }
+    const unitquaternion step(deg2rad(kAutoRotateStepDeg), Y_AXIS);
+    m_rotation = unitquaternion(static_cast<const quaternion&>(step) *
+                                static_cast<const quaternion&>(m_rotation));
+    emit cameraChanged();
+    update();
+}

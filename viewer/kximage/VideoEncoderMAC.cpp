@@ -1,0 +1,508 @@
+// The movie encoder: QImage frames -> yuv420p -> H.264 (mp4, mov) or MPEG-2 (mpg) with FFmpeg.
+//
+// Meaning of createMovieFile's three numbers in this host:
+// - nBitRate drives MPEG-2 only (H.264 uses a constant rate factor). It is the rate for a
+//   640x480 frame; larger frames get it scaled by their area (1920x1080 -> 6.75x), because a
+//   fixed 1 Mbit/s turns a full-HD MPEG-2 movie into blocks. Smaller frames keep nBitRate.
+//   Peaks may reach twice that rate within a rate-control buffer of one second at the average
+//   rate; the program stream muxer sizes its buffers from the same figures.
+// - nKeyFrameInterval is the GOP length in frames (20 frames = 2 s at 10 frames per second).
+// - nQuality is x264's constant rate factor (25: good for rendered scenes, moderate files).
+#include "VideoEncoderMAC.h"
+
+#include "CKXSLog.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+
+extern "C"
+{
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/opt.h>
+#include <libswscale/swscale.h>
+}
+
+namespace
+{
+
+const char* const kszLogSource = "VideoEncoderMAC";
+// Recordings are generated at 10 frames per second: one encodeImage is 1/10 s of movie.
+const int knFramesPerSecond = 10;
+// Frames beyond this side length would cost hundreds of MB per frame in the encoder's queues.
+const unsigned knMaxSide = 8192;
+// The frame area at which nBitRate applies unscaled (see the file comment).
+const double kdReferenceArea = 640.0 * 480.0;
+
+// x264 preset for the recording loop, where rendering, framebuffer grabs and encoding share two
+// cores (render and grab alone: about 51 frames per second at 1920x1080). bench_viewer_encode at
+// 1920x1080, crf 25, CPU ms per frame / KB per frame (ffmpeg tool, same frames):
+// ultrafast 16 / 12.9, superfast 26 / 9.6, veryfast 29 / 4.2, medium (the default) 43 / 4.4.
+// veryfast needs two thirds of the default's CPU for the same file size; the faster presets
+// save another 3 to 13 ms per frame but write 2.3 to 3 times the bytes.
+const char* const kszX264Preset = "veryfast";
+
+// The containers and codecs this host writes. CKXSMovieExporter lists the same three entries.
+struct SMovieFormat
+{
+    const char* m_szExtension;
+    const char* m_szMuxer;
+    const char* m_szEncoder;
+};
+// "vob" is FFmpeg's plain MPEG-2 program stream (MPEG-2 pack headers, no DVD navigation).
+const SMovieFormat ksMovieFormats[] = {
+    {"mp4", "mp4", "libx264"}, {"mov", "mov", "libx264"}, {"mpg", "vob", "mpeg2video"}};
+
+void logError(const QString& strMessage)
+{
+    getLogObject()->log(strMessage, QString::fromLatin1(kszLogSource), 0, QString(), 16, false);
+}
+
+QString ffmpegError(int nError)
+{
+    char szText[AV_ERROR_MAX_STRING_SIZE] = {0};
+    av_strerror(nError, szText, sizeof(szText));
+    return QString::fromLocal8Bit(szText);
+}
+
+// FFmpeg's own warnings and errors (x264, the muxers) go to the host log instead of stderr.
+// Lines may arrive in pieces and from encoder threads, hence the per-thread buffer.
+void forwardFfmpegLog(void* pClass, int nLevel, const char* szFormat, va_list args)
+{
+    if (nLevel > AV_LOG_WARNING)
+        return;
+    thread_local int tl_nPrintPrefix = 1;
+    thread_local QByteArray tl_line;
+    char szPiece[1024];
+    av_log_format_line2(pClass, nLevel, szFormat, args, szPiece, sizeof(szPiece), &tl_nPrintPrefix);
+    tl_line += szPiece;
+    if (!tl_line.endsWith('\n'))
+        return;
+    tl_line.chop(1);
+    getLogObject()->log(QString::fromUtf8(tl_line), QStringLiteral("FFmpeg"), 0, QString(),
+                        nLevel <= AV_LOG_ERROR ? 16 : 3, false);
+    tl_line.clear();
+}
+
+void installFfmpegLogForwarding()
+{
+    static std::once_flag s_once;
+    std::call_once(s_once, [] { av_log_set_callback(forwardFfmpegLog); });
+}
+
+const SMovieFormat* findMovieFormat(const QString& strExtension)
+{
+    for (const SMovieFormat& format : ksMovieFormats)
+        if (strExtension == QLatin1String(format.m_szExtension))
+            return &format;
+    return nullptr;
+}
+
+} // namespace
+
+struct VideoEncoderMAC::Private
+{
+    AVFormatContext* m_pFormat = nullptr; // owns the stream and, once opened, the file
+    AVCodecContext* m_pCodec = nullptr;
+    AVStream* m_pStream = nullptr;
+    AVFrame* m_pFrame = nullptr; // the movie-sized yuv420p picture handed to the encoder
+    AVPacket* m_pPacket = nullptr;
+    SwsContext* m_pScaler = nullptr; // movie-sized RGB32 -> yuv420p
+    QImage m_imagePadded;            // movie-sized copy of frames one pixel short of the movie
+    QString m_strFileName;
+    bool m_bFileCreated = false; // the file exists because of us: remove it on failure
+    bool m_bFailed = false;      // a write failed; later frames are dropped, close removes
+    bool m_bOpen = false;
+    bool m_bCreateFailed = false; // the last createMovieFile was refused (and logged)
+    int64_t m_nFrames = 0;
+
+    bool open(const QString& strFileName, unsigned nWidth, unsigned nHeight, unsigned nBitRate,
+              unsigned nKeyFrameInterval, int nQuality);
+    bool convert(const QImage& image);
+    bool sendAndWrite(AVFrame* pFrame);
+    bool finish();
+    void release();
+};
+
+bool VideoEncoderMAC::Private::open(const QString& strFileName, unsigned nWidth, unsigned nHeight,
+                                    unsigned nBitRate, unsigned nKeyFrameInterval, int nQuality)
+{
+    if (strFileName.isEmpty())
+    {
+        logError(QStringLiteral("Cannot create a movie: no file name was given."));
+        return false;
+    }
+    const QFileInfo info(strFileName);
+    m_strFileName = info.absoluteFilePath();
+    const QString strName = QStringLiteral("'%1'").arg(m_strFileName);
+    if (nWidth == 0 || nHeight == 0 || nWidth % 2 != 0 || nHeight % 2 != 0 || nWidth > knMaxSide ||
+        nHeight > knMaxSide)
+    {
+        logError(QStringLiteral("Cannot create movie %1: the size %2x%3 is not allowed (width "
+                                "and height must be even, from 2 to %4).")
+                     .arg(strName)
+                     .arg(nWidth)
+                     .arg(nHeight)
+                     .arg(knMaxSide));
+        return false;
+    }
+    const SMovieFormat* pMovieFormat = findMovieFormat(info.suffix().toLower());
+    if (!pMovieFormat)
+    {
+        logError(QStringLiteral("Cannot create movie %1: unsupported movie type '%2' (mp4, mov "
+                                "and mpg are supported).")
+                     .arg(strName, info.suffix()));
+        return false;
+    }
+    const bool bMpeg2 = std::strcmp(pMovieFormat->m_szEncoder, "mpeg2video") == 0;
+    if (bMpeg2 && nBitRate == 0)
+    {
+        logError(QStringLiteral("Cannot create movie %1: MPEG-2 needs a bit rate above 0.")
+                     .arg(strName));
+        return false;
+    }
+    if (nQuality < 0 || nQuality > 51)
+    {
+        logError(QStringLiteral("Cannot create movie %1: quality %2 is outside 0..51.")
+                     .arg(strName)
+                     .arg(nQuality));
+        return false;
+    }
+
+    const AVOutputFormat* pOutput = av_guess_format(pMovieFormat->m_szMuxer, nullptr, nullptr);
+    const AVCodec* pEncoder = avcodec_find_encoder_by_name(pMovieFormat->m_szEncoder);
+    if (!pOutput || !pEncoder)
+    {
+        logError(QStringLiteral("Cannot create movie %1: this FFmpeg has no %2 %3.")
+                     .arg(strName,
+                          QString::fromLatin1(pOutput ? pMovieFormat->m_szEncoder
+                                                      : pMovieFormat->m_szMuxer),
+                          pOutput ? QStringLiteral("encoder") : QStringLiteral("muxer")));
+        return false;
+    }
+
+    // "file:" keeps FFmpeg from reading a colon in the name as a protocol prefix.
+    const QByteArray url = "file:" + QFile::encodeName(m_strFileName);
+    int nResult = avformat_alloc_output_context2(&m_pFormat, pOutput, nullptr, url.constData());
+    m_pStream = nResult >= 0 ? avformat_new_stream(m_pFormat, nullptr) : nullptr;
+    m_pCodec = avcodec_alloc_context3(pEncoder);
+    m_pFrame = av_frame_alloc();
+    m_pPacket = av_packet_alloc();
+    if (!m_pStream || !m_pCodec || !m_pFrame || !m_pPacket)
+    {
+        logError(QStringLiteral("Cannot create movie %1: out of memory.").arg(strName));
+        return false;
+    }
+
+    m_pCodec->width = static_cast<int>(nWidth);
+    m_pCodec->height = static_cast<int>(nHeight);
+    m_pCodec->pix_fmt = AV_PIX_FMT_YUV420P;
+    m_pCodec->time_base = AVRational{1, knFramesPerSecond};
+    m_pCodec->framerate = AVRational{knFramesPerSecond, 1};
+    m_pCodec->sample_aspect_ratio = AVRational{1, 1};
+    m_pCodec->gop_size = static_cast<int>(std::clamp(nKeyFrameInterval, 1u, 1000u));
+    m_pCodec->thread_count = 0; // as many as the encoder likes: they overlap with rendering
+    // The conversion below uses BT.709 coefficients, limited range; say so in the stream.
+    m_pCodec->colorspace = AVCOL_SPC_BT709;
+    m_pCodec->color_primaries = AVCOL_PRI_BT709;
+    m_pCodec->color_trc = AVCOL_TRC_BT709;
+    m_pCodec->color_range = AVCOL_RANGE_MPEG;
+    if (bMpeg2)
+    {
+        const double dScale = std::max(1.0, double(nWidth) * nHeight / kdReferenceArea);
+        m_pCodec->bit_rate = static_cast<int64_t>(nBitRate * dScale);
+        m_pCodec->rc_max_rate = 2 * m_pCodec->bit_rate;
+        m_pCodec->rc_buffer_size = static_cast<int>(std::min<int64_t>(m_pCodec->bit_rate, 1 << 30));
+    }
+    else
+    {
+        av_opt_set(m_pCodec->priv_data, "preset", kszX264Preset, 0);
+        av_opt_set_double(m_pCodec->priv_data, "crf", nQuality, 0);
+    }
+    if (m_pFormat->oformat->flags & AVFMT_GLOBALHEADER)
+        m_pCodec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+
+    // Everything that can fail without touching the disk comes before the file is opened, so a
+    // failure never truncates an existing file of that name.
+    nResult = avcodec_open2(m_pCodec, pEncoder, nullptr);
+    if (nResult < 0)
+    {
+        logError(QStringLiteral("Cannot create movie %1: the %2 encoder did not start (%3).")
+                     .arg(strName, QString::fromLatin1(pMovieFormat->m_szEncoder),
+                          ffmpegError(nResult)));
+        return false;
+    }
+    m_pStream->time_base = m_pCodec->time_base;
+    m_pStream->avg_frame_rate = m_pCodec->framerate;
+    nResult = avcodec_parameters_from_context(m_pStream->codecpar, m_pCodec);
+    // The MPEG-PS muxer sizes its buffers from the encoder's buffer properties.
+    for (int i = 0; nResult >= 0 && i < m_pCodec->nb_coded_side_data; ++i)
+    {
+        const AVPacketSideData& sideData = m_pCodec->coded_side_data[i];
+        uint8_t* pData = av_stream_new_side_data(m_pStream, sideData.type, sideData.size);
+        if (!pData)
+            nResult = AVERROR(ENOMEM);
+        else
+            std::memcpy(pData, sideData.data, sideData.size);
+    }
+    m_pFrame->format = m_pCodec->pix_fmt;
+    m_pFrame->width = m_pCodec->width;
+    m_pFrame->height = m_pCodec->height;
+    if (nResult >= 0)
+        nResult = av_frame_get_buffer(m_pFrame, 0);
+    if (nResult < 0)
+    {
+        logError(QStringLiteral("Cannot create movie %1: %2.").arg(strName, ffmpegError(nResult)));
+        return false;
+    }
+    m_pScaler = sws_getContext(m_pFrame->width, m_pFrame->height, AV_PIX_FMT_RGB32, m_pFrame->width,
+                               m_pFrame->height, AV_PIX_FMT_YUV420P, SWS_BICUBIC, nullptr, nullptr,
+                               nullptr);
+    if (!m_pScaler)
+    {
+        logError(QStringLiteral("Cannot create movie %1: no colour conversion to yuv420p.")
+                     .arg(strName));
+        return false;
+    }
+    // Full-range RGB in, BT.709 limited-range YUV out, matching the stream's colour tags.
+    const int* pMatrix = sws_getCoefficients(SWS_CS_ITU709);
+    sws_setColorspaceDetails(m_pScaler, pMatrix, 1, pMatrix, 0, 0, 1 << 16, 1 << 16);
+
+    nResult = avio_open(&m_pFormat->pb, url.constData(), AVIO_FLAG_WRITE);
+    if (nResult < 0)
+    {
+        logError(QStringLiteral("Cannot create movie %1: %2.").arg(strName, ffmpegError(nResult)));
+        return false;
+    }
+    m_bFileCreated = true;
+    AVDictionary* pOptions = nullptr;
+    if (!bMpeg2) // the index at the front lets players start before the whole file is read
+        av_dict_set(&pOptions, "movflags", "+faststart", 0);
+    nResult = avformat_write_header(m_pFormat, &pOptions);
+    av_dict_free(&pOptions);
+    if (nResult < 0)
+    {
+        logError(QStringLiteral("Cannot write the header of movie %1: %2.")
+                     .arg(strName, ffmpegError(nResult)));
+        return false;
+    }
+    return true;
+}
+
+// Fills m_pFrame from the image; an image one pixel short of the movie repeats its last
+// column / row.
+bool VideoEncoderMAC::Private::convert(const QImage& image)
+{
+    // Qt's 32-bit formats are 0xAARRGGBB words, which is FFmpeg's native-endian RGB32.
+    // Premultiplied colours equal straight ones where opaque, and a video has no alpha.
+    QImage converted;
+    const QImage* pSource = &image;
+    if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32 &&
+        image.format() != QImage::Format_ARGB32_Premultiplied)
+    {
+        converted = image.convertToFormat(QImage::Format_RGB32);
+        pSource = &converted;
+    }
+    const int nWidth = m_pFrame->width;
+    const int nHeight = m_pFrame->height;
+    if (pSource->width() != nWidth || pSource->height() != nHeight)
+    {
+        // Padding in RGB rather than in YUV: converting an odd width leaves the last chroma
+        // column a blend with whatever lies beyond the picture.
+        if (m_imagePadded.isNull())
+            m_imagePadded = QImage(nWidth, nHeight, QImage::Format_RGB32);
+        if (m_imagePadded.isNull())
+        {
+            logError(QStringLiteral("Movie '%1': out of memory.").arg(m_strFileName));
+            return false;
+        }
+        const int nSourceWidth = pSource->width();
+        const int nSourceHeight = pSource->height();
+        for (int y = 0; y < nHeight; ++y)
+        {
+            const auto* pFrom = reinterpret_cast<const quint32*>(
+                pSource->constScanLine(std::min(y, nSourceHeight - 1)));
+            auto* pTo = reinterpret_cast<quint32*>(m_imagePadded.scanLine(y));
+            std::memcpy(pTo, pFrom, size_t(nSourceWidth) * sizeof(quint32));
+            if (nSourceWidth < nWidth)
+                pTo[nWidth - 1] = pFrom[nSourceWidth - 1];
+        }
+        pSource = &m_imagePadded;
+    }
+    const int nResult = av_frame_make_writable(m_pFrame); // the encoder may still hold it
+    if (nResult < 0)
+    {
+        logError(QStringLiteral("Movie '%1': %2.").arg(m_strFileName, ffmpegError(nResult)));
+        return false;
+    }
+    const uint8_t* pSrc[1] = {pSource->constBits()};
+    const int nSrcStride[1] = {static_cast<int>(pSource->bytesPerLine())};
+    sws_scale(m_pScaler, pSrc, nSrcStride, 0, nHeight, m_pFrame->data, m_pFrame->linesize);
+    return true;
+}
+
+// Sends one frame (null: flush) and writes every packet the encoder has ready.
+bool VideoEncoderMAC::Private::sendAndWrite(AVFrame* pFrame)
+{
+    int nResult = avcodec_send_frame(m_pCodec, pFrame);
+    while (nResult >= 0)
+    {
+        nResult = avcodec_receive_packet(m_pCodec, m_pPacket);
+        if (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF)
+            return true;
+        if (nResult < 0)
+            break;
+        av_packet_rescale_ts(m_pPacket, m_pCodec->time_base, m_pStream->time_base);
+        m_pPacket->stream_index = m_pStream->index;
+        nResult = av_interleaved_write_frame(m_pFormat, m_pPacket); // takes the packet's data
+    }
+    logError(QStringLiteral("Movie '%1': writing frame %2 failed (%3).")
+                 .arg(m_strFileName)
+                 .arg(m_nFrames + 1)
+                 .arg(ffmpegError(nResult)));
+    return false;
+}
+
+// Flushes the encoder, writes the trailer and closes the file.
+bool VideoEncoderMAC::Private::finish()
+{
+    bool bOk = !m_bFailed;
+    if (bOk && m_nFrames == 0)
+    {
+        logError(QStringLiteral("Movie '%1' has no frames; it is not kept.").arg(m_strFileName));
+        bOk = false;
+    }
+    if (bOk)
+        bOk = sendAndWrite(nullptr);
+    if (bOk)
+    {
+        const int nResult = av_write_trailer(m_pFormat);
+        if (nResult < 0)
+        {
+            logError(QStringLiteral("Cannot finish movie '%1': %2.")
+                         .arg(m_strFileName, ffmpegError(nResult)));
+            bOk = false;
+        }
+    }
+    if (m_pFormat && m_pFormat->pb)
+    {
+        const int nResult = avio_closep(&m_pFormat->pb);
+        if (bOk && nResult < 0)
+        {
+            logError(QStringLiteral("Cannot close movie '%1': %2.")
+                         .arg(m_strFileName, ffmpegError(nResult)));
+            bOk = false;
+        }
+    }
+    return bOk;
+}
+
+// Frees everything; removes the file when it was created here and is not complete.
+void VideoEncoderMAC::Private::release()
+{
+    if (m_pFormat && m_pFormat->pb)
+        avio_closep(&m_pFormat->pb);
+    avformat_free_context(m_pFormat);
+    m_pFormat = nullptr;
+    m_pStream = nullptr;
+    avcodec_free_context(&m_pCodec);
+    av_frame_free(&m_pFrame);
+    av_packet_free(&m_pPacket);
+    sws_freeContext(m_pScaler);
+    m_pScaler = nullptr;
+    m_imagePadded = QImage();
+    // Only a regular file: a name that leads to a device must not unlink the device.
+    if (m_bFileCreated && m_bFailed && QFileInfo(m_strFileName).isFile())
+        QFile::remove(m_strFileName);
+    m_bFileCreated = false;
+    m_bFailed = false;
+    m_bOpen = false;
+    m_nFrames = 0;
+}
+
+VideoEncoderMAC::VideoEncoderMAC() : m_pPrivate(new Private)
+{
+}
+
+VideoEncoderMAC::~VideoEncoderMAC()
+{
+    close();
+    delete m_pPrivate;
+}
+
+bool VideoEncoderMAC::createMovieFile(const QString& strFileName, unsigned nWidth, unsigned nHeight,
+                                      unsigned nBitRate, unsigned nKeyFrameInterval, int nQuality)
+{
+    close();
+    installFfmpegLogForwarding();
+    Private& d = *m_pPrivate;
+    d.m_bOpen = d.open(strFileName, nWidth, nHeight, nBitRate, nKeyFrameInterval, nQuality);
+    d.m_bCreateFailed = !d.m_bOpen;
+    if (!d.m_bOpen)
+    {
+        d.m_bFailed = true;
+        d.release();
+    }
+    return d.m_bOpen;
+}
+
+bool VideoEncoderMAC::encodeImage(const QImage& image)
+{
+    Private& d = *m_pPrivate;
+    if (!d.m_bOpen)
+    {
+        // After a refused createMovieFile the reason is in the log already; a recording loop
+        // that goes on calling must not add one line per frame.
+        if (!d.m_bCreateFailed)
+            logError(QStringLiteral("Cannot add a frame: no movie file is open."));
+        return false;
+    }
+    if (d.m_bFailed)
+        return false; // reported when it happened; the movie will be removed on close
+    const int nMovieWidth = d.m_pCodec->width;
+    const int nMovieHeight = d.m_pCodec->height;
+    const bool bWidthFits = image.width() == nMovieWidth || image.width() == nMovieWidth - 1;
+    const bool bHeightFits = image.height() == nMovieHeight || image.height() == nMovieHeight - 1;
+    if (image.isNull() || !bWidthFits || !bHeightFits)
+    {
+        logError(QStringLiteral("Movie '%1': frame of %2x%3 refused; the movie is %4x%5 and "
+                                "takes frames of that size or one pixel smaller.")
+                     .arg(d.m_strFileName)
+                     .arg(image.width())
+                     .arg(image.height())
+                     .arg(nMovieWidth)
+                     .arg(nMovieHeight));
+        return false;
+    }
+    if (!d.convert(image))
+        return false;
+    d.m_pFrame->pts = d.m_nFrames;
+    if (!d.sendAndWrite(d.m_pFrame))
+    {
+        d.m_bFailed = true;
+        return false;
+    }
+    ++d.m_nFrames;
+    return true;
+}
+
+bool VideoEncoderMAC::close()
+{
+    Private& d = *m_pPrivate;
+    if (!d.m_bOpen)
+        return true;
+    const bool bOk = d.finish();
+    d.m_bFailed = !bOk;
+    d.release();
+    return bOk;
+}
+
+bool VideoEncoderMAC::isOpen() const
+{
+    return m_pPrivate->m_bOpen;
+}
