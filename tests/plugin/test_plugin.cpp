@@ -1,0 +1,434 @@
+// The 3D Animation plug-in loaded through QPluginLoader into the real viewer main window with
+// its two sample sequences. Everything is driven through the plug-in's action, the dialog's
+// widgets and slots, and read back from the viewer's scene and 3D view.
+#include "CKXGLView.h"
+#include "CKXMainWindow.h"
+#include "CKXPluginManager.h"
+#include "CKXSampleScene.h"
+#include "CKXSequenceWindowImpl.h"
+#include "CKXToolPluginBase.h"
+#include "KXAutomation.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QListWidget>
+#include <QMenu>
+#include <QPointer>
+#include <QSlider>
+#include <QSpinBox>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+class PluginTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CKXAutomation::setEnabled(true);
+        CKXAutomation::reset();
+        m_pMain = new CKXMainWindow;
+        m_pMain->resize(1400, 900);
+        m_pMain->show();
+        m_pMain->openDefaultSequences();
+        QApplication::processEvents();
+        m_pManager = new CKXPluginManager(m_pMain);
+        QString strReason;
+        ASSERT_TRUE(m_pManager->loadPlugin(QStringLiteral(KX_PLUGIN_FILE), &strReason))
+            << strReason.toStdString();
+        m_pPlugin = m_pManager->plugins().value(0);
+        ASSERT_TRUE(m_pPlugin);
+        ASSERT_EQ(m_pMain->sequenceWindows().size(), 2);
+        m_pA = m_pMain->sequenceWindows().at(0);
+        m_pB = m_pMain->sequenceWindows().at(1);
+        m_pMain->activateSequenceWindow(m_pA);
+    }
+
+    void TearDown() override
+    {
+        delete m_pManager; // deletes the plug-in, which deletes its dialog
+        delete m_pMain;
+    }
+
+    // Opens the tool as the Tools menu would and returns its dialog.
+    QWidget* openDialog()
+    {
+        m_pPlugin->pluginAction()->trigger();
+        QApplication::processEvents();
+        QWidget* pFound = nullptr;
+        for (QWidget* pWidget : m_pMain->adoptedWidgets())
+        {
+            if (pWidget && pWidget->objectName() == QLatin1String("3D Animation"))
+            {
+                EXPECT_EQ(pFound, nullptr) << "more than one dialog";
+                pFound = pWidget;
+            }
+        }
+        if (pFound)
+        {
+            m_pList = pFound->findChild<QListWidget*>("m_pKeyFrameListBox");
+            m_pTimeSpin = pFound->findChild<QSpinBox*>("m_pTimeScaleSpinBox");
+            m_pSlider = pFound->findChild<QSlider*>("m_pTimeScaleSlider");
+            m_pDuration = pFound->findChild<QSpinBox*>("m_pDurationSpinBox");
+        }
+        m_pDlg = pFound;
+        return pFound;
+    }
+
+    void click(const char* pszButton)
+    {
+        m_pDlg->findChild<QAbstractButton*>(pszButton)->click();
+        QApplication::processEvents();
+    }
+
+    void deleteAction(int nIndex)
+    {
+        m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")
+            ->menu()
+            ->actions()
+            .at(nIndex)
+            ->trigger();
+    }
+
+    QStringList rows() const
+    {
+        QStringList list;
+        for (int i = 0; i < m_pList->count(); ++i)
+        {
+            list << m_pList->item(i)->text();
+        }
+        return list;
+    }
+
+    // Selects a row as a click would; the dialog applies the key frame and shows its stamp.
+    int selectRow(int nRow)
+    {
+        m_pList->clearSelection();
+        m_pList->setCurrentRow(nRow, QItemSelectionModel::ClearAndSelect);
+        return m_pTimeSpin->value();
+    }
+
+    QString lastMessage() const
+    {
+        const auto messages = CKXAutomation::messages();
+        return messages.isEmpty() ? QString() : messages.last().strText;
+    }
+
+    CKXMainWindow* m_pMain = nullptr;
+    CKXPluginManager* m_pManager = nullptr;
+    CKXToolPluginBase* m_pPlugin = nullptr;
+    CKXSequenceWindowImpl* m_pA = nullptr;
+    CKXSequenceWindowImpl* m_pB = nullptr;
+    QWidget* m_pDlg = nullptr;
+    QListWidget* m_pList = nullptr;
+    QSpinBox* m_pTimeSpin = nullptr;
+    QSlider* m_pSlider = nullptr;
+    QSpinBox* m_pDuration = nullptr;
+};
+
+void expectSameRotation(const unitquaternion& a, const unitquaternion& b)
+{
+    EXPECT_NEAR(a.w(), b.w(), 1e-9);
+    EXPECT_NEAR(a.x(), b.x(), 1e-9);
+    EXPECT_NEAR(a.y(), b.y(), 1e-9);
+    EXPECT_NEAR(a.z(), b.z(), 1e-9);
+}
+
+} // namespace
+
+TEST_F(PluginTest, ToolIsEnabledOnlyOnThe3DViewTabWhateverTheLetterCase)
+{
+    QAction* pAction = m_pPlugin->pluginAction();
+    EXPECT_EQ(pAction, m_pPlugin->pluginAction());
+    EXPECT_EQ(pAction->text(), "3D Animation");
+    EXPECT_TRUE(pAction->isEnabled());
+
+    QWidget* pDlg = openDialog();
+    ASSERT_TRUE(pDlg);
+    EXPECT_TRUE(pDlg->isVisible());
+    emit m_pA->updatePluginPalette("3D View "); // a trailing blank is another tab
+    EXPECT_FALSE(pAction->isEnabled());
+    EXPECT_FALSE(pDlg->isVisible());
+    emit m_pA->updatePluginPalette("3d VIEW");
+    EXPECT_TRUE(pAction->isEnabled());
+
+    // Switching to a sequence showing another tab disables the tool but still binds the dialog.
+    click("m_pAddKeyframeButton");
+    m_pB->setCurrentTab("Image");
+    m_pMain->activateSequenceWindow(m_pB);
+    EXPECT_FALSE(pAction->isEnabled());
+    EXPECT_EQ(m_pList->count(), 0);
+    m_pB->setCurrentTab("3D View");
+    EXPECT_TRUE(pAction->isEnabled());
+}
+
+TEST_F(PluginTest, OneFixedSizeDialogThatDiesWithThePlugin)
+{
+    QPointer<QWidget> pDlg = openDialog();
+    ASSERT_TRUE(pDlg);
+    pDlg->close(); // only hides
+    EXPECT_EQ(openDialog(), pDlg.data());
+    EXPECT_EQ(pDlg->size(), QSize(270, 450));
+    EXPECT_EQ(pDlg->windowTitle(), "3DAnimation");
+    EXPECT_EQ(pDlg->findChild<QComboBox*>("m_pAnimationsCB")->count(), 23);
+    QSpinBox* pFps = pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
+    EXPECT_EQ(pFps->value(), 10);
+    EXPECT_FALSE(pFps->isEnabled());
+    EXPECT_EQ(
+        pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")->menu()->defaultAction()->text(),
+        "Delete All");
+
+    // Every control is shown whole inside the fixed size.
+    for (QWidget* pChild : pDlg->findChildren<QWidget*>())
+    {
+        if (!pChild->isVisible() || pChild->objectName().startsWith("qt_"))
+        {
+            continue;
+        }
+        const QRect rect(pChild->mapTo(pDlg, QPoint(0, 0)), pChild->size());
+        EXPECT_TRUE(pDlg->rect().contains(rect)) << pChild->objectName().toStdString();
+        EXPECT_GE(pChild->width(), pChild->minimumSizeHint().width())
+            << pChild->objectName().toStdString();
+        EXPECT_GE(pChild->height(), pChild->minimumSizeHint().height())
+            << pChild->objectName().toStdString();
+    }
+
+    delete m_pPlugin;
+    EXPECT_TRUE(pDlg.isNull());
+}
+
+TEST_F(PluginTest, AddingNumbersKeyFramesAndSpreadsTheirStamps)
+{
+    ASSERT_TRUE(openDialog());
+    click("m_pAddKeyframeButton");
+    EXPECT_EQ(rows(), QStringList({"Key Frame 1"}));
+    EXPECT_EQ(selectRow(0), 100);
+    click("m_pAddKeyframeButton");
+    EXPECT_EQ(selectRow(0), 0);
+    EXPECT_EQ(selectRow(1), 100);
+    click("m_pAddKeyframeButton");
+    EXPECT_EQ(selectRow(1), 50);
+    EXPECT_EQ(selectRow(2), 100);
+    click("m_pAddKeyframeButton");
+    EXPECT_EQ(selectRow(1), 33); // 33.3, shown truncated
+    EXPECT_EQ(selectRow(2), 66);
+
+    selectRow(1);
+    deleteAction(0); // Delete Current: Key Frame 2
+    EXPECT_EQ(rows(), QStringList({"Key Frame 1", "Key Frame 3", "Key Frame 4"}));
+    EXPECT_EQ(selectRow(1), 50);
+    click("m_pAddKeyframeButton");
+    EXPECT_EQ(rows().last(), "Key Frame 5");
+
+    deleteAction(1); // Delete All
+    EXPECT_EQ(m_pList->count(), 0);
+    click("m_pAddKeyframeButton");
+    EXPECT_EQ(rows(), QStringList({"Key Frame 1"}));
+
+    for (int i = 1; i < 51; ++i)
+    {
+        click("m_pAddKeyframeButton");
+    }
+    EXPECT_EQ(m_pList->count(), 51);
+    CKXAutomation::clearMessages();
+    click("m_pAddKeyframeButton");
+    EXPECT_EQ(m_pList->count(), 51);
+    EXPECT_EQ(rows().last(), "Key Frame 51");
+    EXPECT_EQ(lastMessage(), "Number of key frames cannot exceed the time scale limit.");
+}
+
+TEST_F(PluginTest, UpdateIsRefusedOutsideTheNeighboursAndMovingSwapsStamps)
+{
+    ASSERT_TRUE(openDialog());
+    click("m_pUpdateKeyframesButton");
+    EXPECT_EQ(lastMessage(), "No key frames selected.");
+    for (int i = 0; i < 3; ++i)
+    {
+        click("m_pAddKeyframeButton");
+    }
+    const QString strRefused = "Cannot Update. The time stamp should be between those of the "
+                               "preceeding and succeeding key frames.";
+    for (const auto& [nRow, nStamp] : {std::pair{1, 0}, std::pair{1, 100}, std::pair{0, 50}})
+    {
+        CKXAutomation::clearMessages();
+        selectRow(nRow);
+        m_pTimeSpin->setValue(nStamp);
+        click("m_pUpdateKeyframesButton");
+        EXPECT_EQ(lastMessage(), strRefused) << nRow << " " << nStamp;
+    }
+    CKXAutomation::clearMessages();
+    selectRow(2);
+    m_pSlider->setValue(99);
+    EXPECT_EQ(m_pTimeSpin->value(), 99);
+    click("m_pUpdateKeyframesButton");
+    EXPECT_EQ(lastMessage(), "Changing time stamp for the last key frame is not allowed.");
+    m_pSlider->setValue(100);
+    selectRow(1);
+    m_pTimeSpin->setValue(25);
+    CKXAutomation::clearMessages();
+    click("m_pUpdateKeyframesButton");
+    EXPECT_TRUE(CKXAutomation::messages().isEmpty());
+    EXPECT_EQ(selectRow(1), 25);
+
+    // Key Frame 1 moves down: it takes the stamp 25 and Key Frame 2 the stamp 0.
+    selectRow(0);
+    click("m_pMoveKeyFramesDownButton");
+    EXPECT_EQ(rows(), QStringList({"Key Frame 2", "Key Frame 1", "Key Frame 3"}));
+    EXPECT_EQ(m_pList->currentRow(), 1);
+    EXPECT_EQ(m_pTimeSpin->value(), 25);
+    EXPECT_EQ(selectRow(0), 0);
+    click("m_pMoveKeyFramesUpButton"); // first row: nothing moves
+    EXPECT_EQ(rows(), QStringList({"Key Frame 2", "Key Frame 1", "Key Frame 3"}));
+    selectRow(2);
+    click("m_pMoveKeyFramesUpButton");
+    EXPECT_EQ(rows(), QStringList({"Key Frame 2", "Key Frame 3", "Key Frame 1"}));
+    EXPECT_EQ(selectRow(2), 100);
+    EXPECT_EQ(selectRow(1), 25);
+}
+
+TEST_F(PluginTest, EachSequenceKeepsItsListInTimeOrderAndItsControls)
+{
+    ASSERT_TRUE(openDialog());
+    for (int i = 0; i < 10; ++i)
+    {
+        click("m_pAddKeyframeButton");
+    }
+    // Keep Key Frame 2 and Key Frame 10: as text "Key Frame 10" sorts first.
+    while (m_pList->count() > 2)
+    {
+        selectRow(rows().at(0) == "Key Frame 2" ? 1 : 0);
+        deleteAction(0);
+    }
+    ASSERT_EQ(rows(), QStringList({"Key Frame 2", "Key Frame 10"}));
+    m_pDuration->setValue(8);
+    m_pSlider->setValue(37);
+
+    m_pMain->activateSequenceWindow(m_pB);
+    EXPECT_EQ(m_pList->count(), 0);
+    EXPECT_EQ(m_pDuration->value(), 5);
+    EXPECT_EQ(m_pTimeSpin->value(), 0);
+    click("m_pAddKeyframeButton");
+
+    m_pMain->activateSequenceWindow(m_pA);
+    EXPECT_EQ(rows(), QStringList({"Key Frame 2", "Key Frame 10"}));
+    EXPECT_EQ(m_pDuration->value(), 8);
+    EXPECT_EQ(m_pSlider->value(), 37);
+    EXPECT_EQ(m_pTimeSpin->value(), 37);
+    m_pMain->activateSequenceWindow(m_pB);
+    EXPECT_EQ(rows(), QStringList({"Key Frame 1"}));
+}
+
+TEST_F(PluginTest, OnlyAViewChangeFromOutsideClearsTheList)
+{
+    ASSERT_TRUE(openDialog());
+    click("m_pAddKeyframeButton");
+    click("m_pAddKeyframeButton");
+    m_pDuration->setValue(9);
+    // Applying a key frame announces a view change of the dialog's own.
+    selectRow(1);
+    selectRow(0);
+    EXPECT_EQ(m_pList->count(), 2);
+    m_pA->reloadScene();
+    EXPECT_EQ(m_pList->count(), 0);
+    EXPECT_EQ(m_pDuration->value(), 5);
+}
+
+TEST_F(PluginTest, ClosingASequenceDropsOnlyItsOwnKeyFrames)
+{
+    QWidget* pDlg = openDialog();
+    ASSERT_TRUE(pDlg);
+    click("m_pAddKeyframeButton");
+    click("m_pAddKeyframeButton");
+    EXPECT_FALSE(m_pPlugin->isVisible());
+    ASSERT_TRUE(m_pMain->closeSequence(m_pB)); // not the bound one
+    EXPECT_EQ(m_pList->count(), 2);
+    EXPECT_FALSE(pDlg->isVisible());
+    EXPECT_TRUE(m_pPlugin->isVisible()); // the host reopens it later
+    ASSERT_TRUE(m_pMain->closeSequence(m_pA));
+    EXPECT_EQ(m_pList->count(), 0);
+}
+
+TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
+{
+    ASSERT_TRUE(openDialog());
+    CKXGLView* pView = m_pA->glView();
+    CKXSampleScene* pScene = m_pA->scene();
+    const QString strOrgan = pScene->organNames().value(0);
+    ASSERT_FALSE(strOrgan.isEmpty());
+    ASSERT_FALSE(pScene->currentControls().sourceControls.isEmpty());
+    const QString strSource = pScene->currentControls().sourceControls.firstKey();
+
+    const unitquaternion q1(0.5, Vec3f(0, 1, 0));
+    pView->setCurrentQuaternion(q1);
+    tag_s3Dcontrols controls = pScene->currentControls();
+    controls.meshOpacity = 40;
+    controls.organsVisible = true;
+    pScene->applyControls(controls);
+    click("m_pAddKeyframeButton");
+
+    const unitquaternion q2(1.2, Vec3f(1, 0, 0));
+    pView->setCurrentQuaternion(q2);
+    pView->setTranslationVector(Vec3f(12, -7, -40));
+    controls.meshOpacity = 80;
+    controls.organOpacity = 30;
+    controls.sourceControls[strSource].surfaceOpacity = 65;
+    pScene->applyControls(controls);
+    pScene->updateMeshVisibility(strOrgan, false);
+    m_pA->setMultimodalityVolumeVisible(false);
+    click("m_pAddKeyframeButton");
+
+    // Scramble the scene, then show the second key frame (stamp 100).
+    pView->setCurrentQuaternion(unitquaternion());
+    controls.meshOpacity = 10;
+    controls.organOpacity = 90;
+    controls.sourceControls[strSource].surfaceOpacity = 5;
+    pScene->applyControls(controls);
+    pScene->updateMeshVisibility(strOrgan, true);
+    m_pA->setMultimodalityVolumeVisible(true);
+    selectRow(1);
+    expectSameRotation(pView->getCurrentQuaternion(), q2);
+    EXPECT_DOUBLE_EQ(pView->getTranslationVector().x(), 12);
+    EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
+    EXPECT_EQ(pScene->currentControls().organOpacity, 30);
+    EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).surfaceOpacity, 65);
+    EXPECT_FALSE(pScene->organsVisibility().value(strOrgan));
+    EXPECT_FALSE(m_pA->isMultimodalityVolumeVisible());
+
+    // A key frame at time 0 moves the camera but keeps the display on screen; its organ map
+    // still applies.
+    selectRow(0);
+    expectSameRotation(pView->getCurrentQuaternion(), q1);
+    EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
+    EXPECT_TRUE(pScene->organsVisibility().value(strOrgan));
+
+    // Capture what the second key frame put on screen, scramble, and show the capture.
+    selectRow(1);
+    click("m_pAddKeyframeButton");
+    pView->setCurrentQuaternion(unitquaternion());
+    controls.meshOpacity = 10;
+    pScene->applyControls(controls);
+    EXPECT_EQ(selectRow(2), 100);
+    expectSameRotation(pView->getCurrentQuaternion(), q2);
+    EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
+    EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).surfaceOpacity, 65);
+
+    // Deselecting returns to the view saved with the first key frame.
+    m_pList->currentItem()->setSelected(false);
+    expectSameRotation(pView->getCurrentQuaternion(), q1);
+}
+
+// Listing the tests (ctest discovery at build time) needs no display.
+int main(int argc, char** argv)
+{
+    ::testing::InitGoogleTest(&argc, argv);
+    if (GTEST_FLAG_GET(list_tests))
+    {
+        return RUN_ALL_TESTS();
+    }
+    QApplication app(argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,387 @@
+// Presets, playback and movie recording of the 3D Animation plug-in, loaded through
+// QPluginLoader into the real viewer and driven through the dialog's widgets and slots.
+#include "CKXGLView.h"
+#include "CKXMainWindow.h"
+#include "CKXPluginManager.h"
+#include "CKXProgressDisplay.h"
+#include "CKXSampleScene.h"
+#include "CKXSequenceWindowImpl.h"
+#include "CKXToolPluginBase.h"
+#include "FrameGenerator.h"
+#include "KXAutomation.h"
+#include "KXLog.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QFile>
+#include <QListWidget>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <functional>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+const QSize VIEW_SIZE(321, 241); // odd on purpose: the movie must become 322 x 242
+
+class PluginEngineTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CKXAutomation::setEnabled(true);
+        CKXAutomation::reset();
+        CKXLogFile::setFilePath(QString());
+        CKXLogFile::clearRecentLines();
+        m_pMain = new CKXMainWindow;
+        m_pMain->resize(1000, 700);
+        m_pMain->show();
+        m_pMain->openDefaultSequences();
+        m_pManager = new CKXPluginManager(m_pMain);
+        QString strReason;
+        ASSERT_TRUE(m_pManager->loadPlugin(QStringLiteral(KX_PLUGIN_FILE), &strReason))
+            << strReason.toStdString();
+        CKXToolPluginBase* pPlugin = m_pManager->plugins().value(0);
+        ASSERT_TRUE(pPlugin);
+        m_pWindow = m_pMain->sequenceWindows().at(0);
+        m_pView = m_pWindow->glView();
+        m_pView->setFixedSize(VIEW_SIZE);
+        m_pMain->activateSequenceWindow(m_pWindow);
+        pPlugin->pluginAction()->trigger();
+        QApplication::processEvents();
+        for (QWidget* pWidget : m_pMain->adoptedWidgets())
+        {
+            if (pWidget && pWidget->objectName() == QLatin1String("3D Animation"))
+            {
+                m_pDlg = pWidget;
+            }
+        }
+        ASSERT_TRUE(m_pDlg);
+        ASSERT_EQ(m_pView->size(), VIEW_SIZE);
+        m_pList = m_pDlg->findChild<QListWidget*>("m_pKeyFrameListBox");
+        m_pFps = m_pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
+        m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(1);
+    }
+
+    void TearDown() override
+    {
+        delete m_pManager;
+        delete m_pMain;
+    }
+
+    QAbstractButton* button(const char* pszName) const
+    {
+        return m_pDlg->findChild<QAbstractButton*>(pszName);
+    }
+
+    void preset(const QString& strText, int nFrameFactor = 1)
+    {
+        m_pDlg->findChild<QSpinBox*>("m_pFrameFactorSpinBox")->setValue(nFrameFactor);
+        QComboBox* pCombo = m_pDlg->findChild<QComboBox*>("m_pAnimationsCB");
+        pCombo->setCurrentIndex(pCombo->findText(strText));
+        ASSERT_EQ(pCombo->currentText(), strText);
+        QMetaObject::invokeMethod(m_pDlg, "onActivateAnimationsCB");
+    }
+
+    // Two key frames: the view as it is, then rotated by q (stamps 0 and 100).
+    void addTwoKeyFrames(const unitquaternion& q)
+    {
+        button("m_pAddKeyframeButton")->click();
+        m_pView->setCurrentQuaternion(q);
+        button("m_pAddKeyframeButton")->click();
+        ASSERT_EQ(m_pList->count(), 2);
+    }
+
+    void selectRow(int nRow)
+    {
+        m_pList->clearSelection();
+        m_pList->setCurrentRow(nRow, QItemSelectionModel::ClearAndSelect);
+    }
+
+    // Runs onTick at each event pass of a running loop until it returns true.
+    void whileRunning(std::function<bool()> onTick)
+    {
+        auto* pTimer = new QTimer(m_pDlg);
+        QObject::connect(pTimer, &QTimer::timeout,
+                         [pTimer, onTick]
+                         {
+                             if (onTick())
+                             {
+                                 pTimer->stop();
+                             }
+                         });
+        pTimer->start(0);
+    }
+
+    static QString progressText() { return CKXProgressDisplay::instance()->lastMessage(); }
+
+    static bool logged(const QString& strText)
+    {
+        return CKXLogFile::recentLines().filter(strText).size() == 1;
+    }
+
+    // The dialog and the view are back to idle after playback or recording.
+    void expectIdle(const char* pszButton, const QString& strFace) const
+    {
+        EXPECT_EQ(button(pszButton)->text(), strFace);
+        EXPECT_FALSE(m_pView->isKFAnimating());
+        EXPECT_FALSE(m_pView->isKFRecording());
+        EXPECT_FALSE(CKXProgressDisplay::instance()->isRunning());
+    }
+
+    CKXMainWindow* m_pMain = nullptr;
+    CKXPluginManager* m_pManager = nullptr;
+    CKXSequenceWindowImpl* m_pWindow = nullptr;
+    CKXGLView* m_pView = nullptr;
+    QWidget* m_pDlg = nullptr;
+    QListWidget* m_pList = nullptr;
+    QSpinBox* m_pFps = nullptr;
+};
+
+void expectRotation(const unitquaternion& actual, const unitquaternion& expected)
+{
+    EXPECT_NEAR(actual.w(), expected.w(), 1e-6);
+    EXPECT_NEAR(actual.x(), expected.x(), 1e-6);
+    EXPECT_NEAR(actual.y(), expected.y(), 1e-6);
+    EXPECT_NEAR(actual.z(), expected.z(), 1e-6);
+}
+
+// Frame count, width, height and duration of a movie as ffprobe reads them.
+QMap<QString, QString> probe(const QString& strFile)
+{
+    QProcess process;
+    process.start("ffprobe", {"-v", "error", "-select_streams", "v:0", "-count_frames",
+                              "-show_entries", "stream=nb_read_frames,width,height:format=duration",
+                              "-of", "default=nw=1", strFile});
+    process.waitForFinished(20000);
+    QMap<QString, QString> values;
+    for (const QString& strLine : QString::fromUtf8(process.readAllStandardOutput()).split('\n'))
+    {
+        values.insert(strLine.section('=', 0, 0), strLine.section('=', 1));
+    }
+    return values;
+}
+
+} // namespace
+
+TEST_F(PluginEngineTest, PresetsAddKeyFramesBuiltFromTheView)
+{
+    preset("Spin CCW on X-Axis");
+    ASSERT_EQ(m_pList->count(), 5);
+    for (int i = 0; i < 5; ++i)
+    {
+        selectRow(i);
+        expectRotation(m_pView->getCurrentQuaternion(),
+                       unitquaternion(deg2rad(360.0 - 90.0 * i), Vec3f(1, 0, 0)));
+    }
+    EXPECT_EQ(m_pFps->value(), 10);
+
+    // 13 more with frame factor 3: 18 key frames in one second need 19 frames per second,
+    // which the rate box shows once its range allows it.
+    m_pFps->setMaximum(60);
+    preset("Spin CW on Y-Axis", 3);
+    ASSERT_EQ(m_pList->count(), 18);
+    selectRow(6);
+    expectRotation(m_pView->getCurrentQuaternion(), unitquaternion(deg2rad(390.0), Vec3f(0, 1, 0)));
+    EXPECT_EQ(m_pFps->value(), 19);
+
+    // The list limit stops the next spin part-way and keeps what it added; the rate it asks
+    // for (52) is clamped by the box's range.
+    m_pFps->setMaximum(30);
+    preset("Spin CCW on Z-Axis", 10);
+    EXPECT_EQ(m_pList->count(), 51);
+    EXPECT_EQ(CKXAutomation::messages().size(), 1);
+    EXPECT_EQ(m_pFps->value(), 30);
+}
+
+TEST_F(PluginEngineTest, ZoominStartsInACornerAndFadesRunInTextOrder)
+{
+    m_pView->setTranslationVector(Vec3f(5, 5, -900));
+    preset("Zoomin from Top-Left");
+    ASSERT_EQ(m_pList->count(), 2);
+    selectRow(1);
+    const Vec3f reset = m_pView->getTranslationVector();
+    EXPECT_NE(reset.z(), -900.0);
+    selectRow(0);
+    EXPECT_DOUBLE_EQ(m_pView->getTranslationVector().x(), -160.0);
+    EXPECT_DOUBLE_EQ(m_pView->getTranslationVector().y(), 120.0);
+    EXPECT_DOUBLE_EQ(m_pView->getTranslationVector().z(), reset.z() - 350.0);
+
+    // Key frames at stamp 0 keep the display on screen, so read the end of each fade.
+    tag_s3Dcontrols controls = m_pWindow->scene()->currentControls();
+    controls.meshOpacity = 40;
+    m_pWindow->scene()->applyControls(controls);
+    preset("Fade Out - Mesh");
+    preset("Fade In - Mesh");
+    ASSERT_EQ(m_pList->count(), 6);
+    const int nExpected[] = {100, 40, 40, 100};
+    for (int i = 0; i < 4; ++i)
+    {
+        selectRow(i + 2);
+        EXPECT_EQ(m_pWindow->scene()->currentControls().meshOpacity, nExpected[i]) << i;
+    }
+}
+
+TEST_F(PluginEngineTest, PlaybackRunsToTheEndOrStopsAndAlwaysReturnsToIdle)
+{
+    button("m_pPlayButton")->click();
+    EXPECT_EQ(CKXAutomation::messages().value(0).strText,
+              "Animation requires two or more keyframes.");
+
+    const unitquaternion q(1.0, Vec3f(0, 1, 0));
+    const unitquaternion start = m_pView->getCurrentQuaternion();
+    addTwoKeyFrames(q);
+    bool bStopFaceSeen = false;
+    whileRunning(
+        [&]
+        {
+            bStopFaceSeen = button("m_pPlayButton")->text() == "   Stop";
+            return m_pView->isKFAnimating();
+        });
+    button("m_pPlayButton")->click();
+    EXPECT_TRUE(bStopFaceSeen);
+    expectIdle("m_pPlayButton", "   Play");
+    EXPECT_EQ(progressText(), "Playing [10 of 10] frames.");
+    EXPECT_EQ(m_pList->currentRow(), 1);
+    // The view keeps the last generated frame, which falls short of the second key frame.
+    SFrameGenerationInput input;
+    input.m_listKeyFrames = {SSpKeyFrameAttributes(), SSpKeyFrameAttributes()};
+    input.m_listKeyFrames[0].rotation = start;
+    input.m_listKeyFrames[1].rotation = q;
+    input.m_listKeyFrames[1].timeStamp = 100;
+    input.m_nDuration = 1;
+    QList<SSpKeyFrameAttributes> frames;
+    ASSERT_TRUE(CFrameGenerator::generate(input, frames).isEmpty());
+    expectRotation(m_pView->getCurrentQuaternion(), frames.last().rotation);
+
+    // A second click stops at the next frame; so does the host's Abort.
+    m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(100);
+    whileRunning(
+        [&]
+        {
+            const bool bClick = progressText().startsWith("Playing [3 of ");
+            if (bClick)
+            {
+                button("m_pPlayButton")->click();
+            }
+            return bClick;
+        });
+    button("m_pPlayButton")->click();
+    EXPECT_TRUE(progressText().startsWith("Playing [3 of ")) << progressText().toStdString();
+    expectIdle("m_pPlayButton", "   Play");
+
+    CKXAutomation::abortAfterMessages(4); // two generation messages, then frames 1 and 2
+    button("m_pPlayButton")->click();
+    EXPECT_TRUE(progressText().startsWith("Playing [2 of ")) << progressText().toStdString();
+    expectIdle("m_pPlayButton", "   Play");
+    EXPECT_EQ(CKXAutomation::messages().size(), 1);
+
+    // A list that would give millions of frames is refused with a message and plays nothing.
+    QSpinBox* pDuration = m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox");
+    pDuration->setMaximum(1000000);
+    pDuration->setValue(1000000);
+    const unitquaternion before = m_pView->getCurrentQuaternion();
+    button("m_pPlayButton")->click();
+    EXPECT_EQ(CKXAutomation::messages().size(), 2);
+    EXPECT_EQ(progressText(), "Generating animation frames from key frames.");
+    expectRotation(m_pView->getCurrentQuaternion(), before);
+    expectIdle("m_pPlayButton", "   Play");
+}
+
+TEST_F(PluginEngineTest, RecordingWritesEveryFrameAtAnEvenSizeAndRestoresTheRate)
+{
+    QTemporaryDir dir;
+    dir.setAutoRemove(qEnvironmentVariableIsEmpty("KX_KEEP_TEST_MOVIES"));
+    addTwoKeyFrames(unitquaternion(1.5, Vec3f(0, 1, 0)));
+    // The user's rate (here widened beyond the form's range) must not make the movie longer.
+    m_pFps->setMaximum(30);
+    m_pFps->setValue(25);
+    QSignalSpy spy(m_pFps, SIGNAL(valueChanged(int)));
+
+    const QString strMovie = dir.filePath("spin.mp4");
+    CKXAutomation::enqueueFileName(strMovie);
+    button("m_pRecordButton")->click();
+    expectIdle("m_pRecordButton", "   Record");
+    EXPECT_EQ(progressText(), "Playing and Recording [10 of 10] frames.");
+    EXPECT_EQ(m_pFps->value(), 25);
+    EXPECT_EQ(spy.count(), 0);
+    const QMap<QString, QString> movie = probe(strMovie);
+    EXPECT_EQ(movie.value("nb_read_frames"), "10");
+    EXPECT_EQ(movie.value("width"), "322");
+    EXPECT_EQ(movie.value("height"), "242");
+    EXPECT_NEAR(movie.value("duration").toDouble(), 1.0, 0.05);
+
+    // Any other extension runs through all frames and writes nothing, silently.
+    const QString strAvi = dir.filePath("spin.avi");
+    CKXAutomation::enqueueFileName(strAvi);
+    button("m_pRecordButton")->click();
+    EXPECT_EQ(progressText(), "Playing and Recording [10 of 10] frames.");
+    EXPECT_FALSE(QFile::exists(strAvi));
+    EXPECT_TRUE(CKXAutomation::messages().isEmpty());
+    EXPECT_TRUE(CKXLogFile::recentLines().filter("11:05:38").isEmpty());
+}
+
+TEST_F(PluginEngineTest, AStoppedOrAbortedRecordingLeavesNoFile)
+{
+    QTemporaryDir dir;
+    addTwoKeyFrames(unitquaternion(1.5, Vec3f(0, 1, 0)));
+    const QString strMovie = dir.filePath("stopped.mov");
+    CKXAutomation::enqueueFileName(strMovie);
+    bool bPartialFileSeen = false;
+    whileRunning(
+        [&]
+        {
+            const bool bClick = progressText() == "Playing and Recording [4 of 10] frames.";
+            if (bClick)
+            {
+                bPartialFileSeen = QFile::exists(strMovie);
+                button("m_pRecordButton")->click();
+            }
+            return bClick;
+        });
+    button("m_pRecordButton")->click();
+    EXPECT_TRUE(bPartialFileSeen);
+    EXPECT_FALSE(QFile::exists(strMovie));
+    expectIdle("m_pRecordButton", "   Record");
+    EXPECT_TRUE(logged("warning Animation export aborted... [at 11:05:38]"));
+
+    // An older file of the chosen name survives an abort before the first frame was written.
+    const QString strOld = dir.filePath("old.mp4");
+    QFile old(strOld);
+    ASSERT_TRUE(old.open(QIODevice::WriteOnly) && old.write("keep") == 4);
+    old.close();
+    CKXAutomation::enqueueFileName(strOld);
+    CKXAutomation::abortAfterMessages(1);
+    button("m_pRecordButton")->click();
+    EXPECT_EQ(progressText(), "Playing and Recording [1 of 10] frames.");
+    EXPECT_EQ(QFileInfo(strOld).size(), 4);
+    expectIdle("m_pRecordButton", "   Record");
+
+    // A file the encoder cannot create ends the recording at the first frame.
+    CKXAutomation::enqueueFileName(dir.filePath("missing/folder.mp4"));
+    button("m_pRecordButton")->click();
+    EXPECT_EQ(progressText(), "Playing and Recording [1 of 10] frames.");
+    EXPECT_TRUE(logged("error The movie file could not be created. [at 11:05:38]"));
+    EXPECT_FALSE(QFile::exists(dir.filePath("missing")));
+    expectIdle("m_pRecordButton", "   Record");
+}
+
+// Listing the tests (ctest discovery at build time) needs no display.
+int main(int argc, char** argv)
+{
+    ::testing::InitGoogleTest(&argc, argv);
+    if (GTEST_FLAG_GET(list_tests))
+    {
+        return RUN_ALL_TESTS();
+    }
+    QApplication app(argc, argv);
+    return RUN_ALL_TESTS();
+}
