@@ -1,0 +1,170 @@
+#include "KeyFrameFilePreScan.h"
+
+#include <QLatin1String>
+
+namespace
+{
+
+bool startsAt(const QString& strText, int nAt, QLatin1String prefix)
+{
+    return QStringRef(&strText, nAt, qMin(prefix.size(), strText.size() - nAt)) == prefix;
+}
+
+// The index just past the first `terminator` at or after nFrom; -1 when there is none.
+int pastTerminator(const QString& strText, int nFrom, QLatin1String terminator)
+{
+    const int nAt = strText.indexOf(terminator, nFrom);
+    return nAt < 0 ? -1 : nAt + terminator.size();
+}
+
+// Whether the text holds anything but XML white space (which the parser drops between tags).
+bool hasNonSpace(const QString& strText, int nFrom, int nTo)
+{
+    for (int i = nFrom; i < nTo; ++i)
+    {
+        const ushort c = strText.at(i).unicode();
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n')
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+int CKeyFrameFilePreScan::endOfStartTag(const QString& strText, int nFrom, qint64& nAttributes)
+{
+    const int nLength = strText.size();
+    for (int i = nFrom; i < nLength; ++i)
+    {
+        const QChar c = strText.at(i);
+        if (c == QLatin1Char('"') || c == QLatin1Char('\''))
+        {
+            ++nAttributes;
+            i = strText.indexOf(c, i + 1);
+            if (i < 0)
+            {
+                return -1;
+            }
+        }
+        else if (c == QLatin1Char('>'))
+        {
+            return i + 1;
+        }
+    }
+    return -1;
+}
+
+int CKeyFrameFilePreScan::endOfDocType(const QString& strText, int nFrom)
+{
+    const int nLength = strText.size();
+    bool bInSubset = false;
+    for (int i = nFrom; i < nLength; ++i)
+    {
+        const QChar c = strText.at(i);
+        int nSkipTo = i;
+        if (c == QLatin1Char('<') && startsAt(strText, i, QLatin1String("<!--")))
+        {
+            nSkipTo = pastTerminator(strText, i + 4, QLatin1String("-->")) - 1;
+        }
+        else if (c == QLatin1Char('<') && startsAt(strText, i, QLatin1String("<?")))
+        {
+            nSkipTo = pastTerminator(strText, i + 2, QLatin1String("?>")) - 1;
+        }
+        else if (c == QLatin1Char('"') || c == QLatin1Char('\''))
+        {
+            nSkipTo = strText.indexOf(c, i + 1);
+        }
+        else if (c == QLatin1Char('['))
+        {
+            bInSubset = true;
+        }
+        else if (c == QLatin1Char(']'))
+        {
+            bInSubset = false;
+        }
+        else if (c == QLatin1Char('>') && !bInSubset)
+        {
+            return i + 1;
+        }
+        if (nSkipTo < 0)
+        {
+            return -1;
+        }
+        i = nSkipTo; // the loop then steps past the skipped construct's last character
+    }
+    return -1;
+}
+
+EPreScanResult CKeyFrameFilePreScan::scan(const QString& strText, const SPreScanLimits& limits)
+{
+    // Entities can only be declared in the document type; a raw "<!ENTITY" anywhere else sits
+    // in a comment, a CDATA section or a processing instruction, which key frame files never
+    // have either, so the whole text is searched.
+    if (strText.contains(QLatin1String("<!ENTITY")))
+    {
+        return EPreScanResult::DeclaresEntities;
+    }
+    const int nLength = strText.size();
+    int nDepth = 0;
+    qint64 nItems = 0;
+    int i = 0;
+    while (i < nLength && nItems <= limits.m_nMaxItems)
+    {
+        const int nTag = strText.indexOf(QLatin1Char('<'), i);
+        // Text between markup becomes a node unless it is white space only.
+        if (hasNonSpace(strText, i, nTag < 0 ? nLength : nTag))
+        {
+            ++nItems;
+        }
+        if (nTag < 0)
+        {
+            break;
+        }
+        // Every markup construct but a closing tag becomes a node.
+        if (!startsAt(strText, nTag, QLatin1String("</")))
+        {
+            ++nItems;
+        }
+        if (startsAt(strText, nTag, QLatin1String("<!--")))
+        {
+            i = pastTerminator(strText, nTag + 4, QLatin1String("-->"));
+        }
+        else if (startsAt(strText, nTag, QLatin1String("<![CDATA[")))
+        {
+            i = pastTerminator(strText, nTag + 9, QLatin1String("]]>"));
+        }
+        else if (startsAt(strText, nTag, QLatin1String("<!DOCTYPE")))
+        {
+            i = endOfDocType(strText, nTag + 9);
+        }
+        else if (startsAt(strText, nTag, QLatin1String("<?")))
+        {
+            i = pastTerminator(strText, nTag + 2, QLatin1String("?>"));
+        }
+        else if (startsAt(strText, nTag, QLatin1String("</")))
+        {
+            nDepth = qMax(0, nDepth - 1);
+            i = pastTerminator(strText, nTag + 2, QLatin1String(">"));
+        }
+        else if (startsAt(strText, nTag, QLatin1String("<!")))
+        {
+            i = pastTerminator(strText, nTag + 2, QLatin1String(">"));
+        }
+        else
+        {
+            i = endOfStartTag(strText, nTag + 1, nItems);
+            const bool bEmptyElement = i >= 2 && strText.at(i - 2) == QLatin1Char('/');
+            if (i >= 0 && !bEmptyElement && ++nDepth > limits.m_nMaxDepth)
+            {
+                return EPreScanResult::TooDeep;
+            }
+        }
+        if (i < 0)
+        {
+            break; // unterminated markup: the parser refuses the document
+        }
+    }
+    return nItems > limits.m_nMaxItems ? EPreScanResult::TooManyItems : EPreScanResult::Acceptable;
+}

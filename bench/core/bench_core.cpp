@@ -1,0 +1,250 @@
+// Key frame file load (read) and save (write) for a 51 key frame list with four sources and for
+// a 10,000 key frame list, the peak memory of the large ones, and the time to generate the
+// frames of a 51 key frame list over 100 s at 10 frames per second.
+//
+// Each large measurement runs in a child process, so that its peak resident memory is its own
+// and not that of an earlier step.
+#include "FrameGenerator.h"
+#include "KeyFrameFileReader.h"
+#include "KeyFrameFileWriter.h"
+
+#include <QElapsedTimer>
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+
+namespace
+{
+
+using KeyFrameMap = QMap<QString, SSpKeyFrameAttributes>;
+
+const QStringList FOUR_SOURCES = {"Original", "SourceSurface_1", "SourceVoxels_1",
+                                  "SourceVoxels_2"};
+const QStringList ONE_SOURCE = {"Original"};
+
+SSpKeyFrameAttributes keyFrame(int n, double dStamp, const QStringList& sources)
+{
+    SSpKeyFrameAttributes k;
+    k.timeStamp = dStamp;
+    k.rotation = unitquaternion(0.01 * n, Vec3f(0.3, 0.5, 0.8));
+    k.translation = Vec3f(n % 40, -(n % 30), -400.0 - n % 100);
+    k.controls.meshColor = QColor(200, 180, 160);
+    k.controls.meshOpacity = n % 101;
+    k.controls.organOpacity = 100 - n % 101;
+    k.controls.pdMap.spinBoxValue = static_cast<float>(n % 100);
+    k.controls.name3 = "Original";
+    for (const QString& strSource : sources)
+    {
+        tag_s3DSourceControls& s = k.controls.sourceControls[strSource];
+        s.volumeOpacity = (n * 7) % 101;
+        s.surfaceOpacity = (n * 3) % 101;
+        s.intensitySlider = n % 101;
+        s.intensityValue = 0.5 * (n % 101);
+        s.surfaceColor = QColor(10, 20, 30);
+    }
+    for (const char* pszOrgan : {"Brain", "Heart", "Kidneys", "Liver", "Lungs"})
+        k.organsVisibility.insert(pszOrgan, n % 2 == 0);
+    return k;
+}
+
+void makeList(int nCount, const QStringList& sources, QStringList& rows, KeyFrameMap& map)
+{
+    for (int i = 0; i < nCount; ++i)
+    {
+        const QString strName = QStringLiteral("Key Frame %1").arg(i + 1);
+        rows.append(strName);
+        map.insert(strName, keyFrame(i, nCount > 1 ? 100.0 * i / (nCount - 1) : 100.0, sources));
+    }
+}
+
+tag_s3Dcontrols scene()
+{
+    tag_s3Dcontrols c;
+    for (const QString& strSource : FOUR_SOURCES)
+        c.sourceControls.insert(strSource, tag_s3DSourceControls());
+    return c;
+}
+
+// A field of /proc/self/status in KiB ("VmRSS", "VmHWM"); -1 when unavailable.
+long statusKiB(const char* pszKey)
+{
+    long nValue = -1;
+    FILE* pFile = std::fopen("/proc/self/status", "r");
+    if (pFile == nullptr)
+        return nValue;
+    char szLine[256];
+    const size_t nKey = std::strlen(pszKey);
+    while (std::fgets(szLine, sizeof szLine, pFile) != nullptr)
+    {
+        if (std::strncmp(szLine, pszKey, nKey) == 0 && szLine[nKey] == ':')
+            std::sscanf(szLine + nKey + 1, "%ld", &nValue);
+    }
+    std::fclose(pFile);
+    return nValue;
+}
+
+// Returns freed heap pages to the system and restarts the peak resident size, so that the
+// peak measured next belongs to the next step alone.
+bool resetPeak()
+{
+    malloc_trim(0);
+    const int fd = open("/proc/self/clear_refs", O_WRONLY);
+    const bool bOk = fd >= 0 && write(fd, "5", 1) == 1;
+    if (fd >= 0)
+        close(fd);
+    return bOk;
+}
+
+struct SMeasure
+{
+    double m_dMs = -1;
+    double m_dPeakMiB = -1; // peak resident memory above the start of the step; -1 unknown
+};
+
+// Runs `step` in a child process: its time and its own peak memory.
+SMeasure inChild(const std::function<void()>& step)
+{
+    int fds[2];
+    if (pipe(fds) != 0)
+        return {};
+    const pid_t pid = fork();
+    if (pid == 0)
+    {
+        close(fds[0]);
+        SMeasure m;
+        const bool bReset = resetPeak();
+        const long nStartKiB = statusKiB("VmRSS");
+        QElapsedTimer timer;
+        timer.start();
+        step();
+        m.m_dMs = timer.nsecsElapsed() / 1e6;
+        if (bReset)
+            m.m_dPeakMiB = (statusKiB("VmHWM") - nStartKiB) / 1024.0;
+        const ssize_t nWritten = write(fds[1], &m, sizeof m);
+        _exit(nWritten == static_cast<ssize_t>(sizeof m) ? 0 : 1);
+    }
+    close(fds[1]);
+    SMeasure m;
+    if (pid < 0 || read(fds[0], &m, sizeof m) != static_cast<ssize_t>(sizeof m))
+        m = SMeasure();
+    close(fds[0]);
+    int nStatus = 0;
+    if (pid > 0)
+        waitpid(pid, &nStatus, 0);
+    return m;
+}
+
+// Mean time of `step` over nRepeats, in milliseconds.
+double meanMs(int nRepeats, const std::function<void()>& step)
+{
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < nRepeats; ++i)
+        step();
+    return timer.nsecsElapsed() / 1e6 / nRepeats;
+}
+
+} // namespace
+
+int main()
+{
+    const tag_s3Dcontrols sceneControls = scene();
+
+    QStringList smallRows;
+    KeyFrameMap smallMap;
+    makeList(51, FOUR_SOURCES, smallRows, smallMap);
+    const QString strSmall = CKeyFrameFileWriter::write(smallRows, smallMap, FOUR_SOURCES);
+    const double dSmallSave =
+        meanMs(50, [&] { CKeyFrameFileWriter::write(smallRows, smallMap, FOUR_SOURCES); });
+    int nLoaded = 0;
+    const double dSmallLoad = meanMs(
+        50, [&]
+        { nLoaded = CKeyFrameFileReader::read(strSmall, sceneControls).m_listKeyFrames.size(); });
+    std::printf("51 key frames, 4 sources: %.1f KB  save %.2f ms  load %.2f ms (%d key frames)\n",
+                strSmall.toUtf8().size() / 1024.0, dSmallSave, dSmallLoad, nLoaded);
+
+    for (const QStringList* pSources : {&ONE_SOURCE, &FOUR_SOURCES})
+    {
+        QStringList largeRows;
+        KeyFrameMap largeMap;
+        makeList(10000, *pSources, largeRows, largeMap);
+        const QString strLarge = CKeyFrameFileWriter::write(largeRows, largeMap, *pSources);
+        const double dLargeMiB = strLarge.toUtf8().size() / (1024.0 * 1024.0);
+        const SMeasure save =
+            inChild([&] { CKeyFrameFileWriter::write(largeRows, largeMap, *pSources); });
+        const SMeasure load = inChild(
+            [&]
+            {
+                const SKeyFrameFileReadResult r =
+                    CKeyFrameFileReader::read(strLarge, sceneControls);
+                if (r.m_listKeyFrames.size() != 10000)
+                    std::printf("unexpected: %d key frames loaded\n", r.m_listKeyFrames.size());
+            });
+        std::printf("10,000 key frames, %d source(s): %.1f MB  save %.0f ms (peak +%.0f MiB)  "
+                    "load %.0f ms (peak +%.0f MiB)\n",
+                    pSources->size(), dLargeMiB, save.m_dMs, save.m_dPeakMiB, load.m_dMs,
+                    load.m_dPeakMiB);
+        std::printf("  per key frame: save %.1f us, load %.1f us; load memory per file byte %.1f; "
+                    "load / save time %.2f\n",
+                    save.m_dMs * 1000 / 10000, load.m_dMs * 1000 / 10000,
+                    load.m_dPeakMiB / dLargeMiB, load.m_dMs / save.m_dMs);
+        if (pSources == &FOUR_SOURCES)
+            std::printf("  per key frame against 51 key frames: save x%.2f, load x%.2f\n",
+                        (save.m_dMs / 10000) / (dSmallSave / 51),
+                        (load.m_dMs / 10000) / (dSmallLoad / 51));
+    }
+
+    // The densest text the reader still parses: MAX_KEY_FRAMES comments (each a key frame).
+    const QString strDense =
+        QStringLiteral("<r>") +
+        QStringLiteral("<!---->").repeated(CKeyFrameFileReader::MAX_KEY_FRAMES) +
+        QStringLiteral("</r>");
+    const SMeasure dense = inChild([&] { CKeyFrameFileReader::read(strDense, sceneControls); });
+    std::printf("%d comment key frames (%.1f MB): load %.0f ms (peak +%.0f MiB)\n",
+                CKeyFrameFileReader::MAX_KEY_FRAMES, strDense.size() / (1024.0 * 1024.0),
+                dense.m_dMs, dense.m_dPeakMiB);
+    // The most the pre-scan lets through: attributes on elements of 200 each, and bare
+    // elements.
+    QString strElement = QStringLiteral("<a");
+    for (int i = 0; i < 200; ++i)
+        strElement += QStringLiteral(" b%1=''").arg(i);
+    strElement += QStringLiteral("/>");
+    const int nWide = static_cast<int>(CKeyFrameFileReader::MAX_ITEMS / 201) - 1;
+    const QString strWide =
+        QStringLiteral("<r><k>") + strElement.repeated(nWide) + QStringLiteral("</k></r>");
+    const QString strBare =
+        QStringLiteral("<r><k>") +
+        QStringLiteral("<a/>").repeated(static_cast<int>(CKeyFrameFileReader::MAX_ITEMS - 3)) +
+        QStringLiteral("</k></r>");
+    for (const auto& dense :
+         {std::make_pair("attributes", &strWide), std::make_pair("bare elements", &strBare)})
+    {
+        const SMeasure m = inChild(
+            [&]
+            {
+                if (CKeyFrameFileReader::read(*dense.second, sceneControls).m_eStatus !=
+                    SKeyFrameFileReadResult::EStatus::Loaded)
+                    std::printf("unexpected: refused\n");
+            });
+        std::printf("item limit reached with %s (%.1f MB): load %.0f ms (peak +%.0f MiB)\n",
+                    dense.first, dense.second->size() / (1024.0 * 1024.0), m.m_dMs, m.m_dPeakMiB);
+    }
+
+    SFrameGenerationInput input;
+    for (const QString& strRow : smallRows)
+        input.m_listKeyFrames.append(smallMap[strRow]);
+    input.m_nDuration = 100;
+    input.m_nFrameRate = 10;
+    QList<SSpKeyFrameAttributes> frames;
+    const double dGenerate = meanMs(20, [&] { CFrameGenerator::generate(input, frames); });
+    std::printf("generate 51 key frames over 100 s at 10 fps: %d frames in %.2f ms (%.2f us per "
+                "frame)\n",
+                frames.size(), dGenerate, dGenerate * 1000 / frames.size());
+    return 0;
+}
