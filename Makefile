@@ -39,8 +39,18 @@ bench: build
 gui: build
 	$(BUILD)/bin/kx3dviewer
 
+# The sample subject zooms in from the bottom-left corner, then spins once about the y axis.
+TOUR_ARGS = --preset "Zoomin from Bot-Left" --preset "Spin CCW on Y-Axis" --duration 10
+
 run: build
-	@echo "run: the headless main job arrives with the animation engine"
+	@mkdir -p out
+	$(BUILD)/bin/kx3dviewer --headless --size 1280x720 $(TOUR_ARGS) --record out/tour.mp4
+	@echo "movie: $(CURDIR)/out/tour.mp4"
+	@ffprobe -v error -count_frames -select_streams v:0 \
+	    -show_entries stream=width,height,nb_read_frames:format=duration \
+	    -of default=noprint_wrappers=1 out/tour.mp4 | \
+	    sed -e 's/^nb_read_frames=/frames: /' -e 's/^duration=/duration (s): /' \
+	        -e 's/^width=/width: /' -e 's/^height=/height: /'
 
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -1,0 +1,197 @@
+// kx3dviewer: the reference 3D viewer that hosts the tool plug-ins.
+#include "CKXGLView.h"
+#include "CKXHeadlessJob.h"
+#include "CKXMainWindow.h"
+#include "CKXPluginManager.h"
+#include "CKXUtilityFns.h"
+#include "CKXViewerOptions.h"
+#include "KXAutomation.h"
+#include "KXLog.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QImageWriter>
+#include <QPainter>
+#include <QScreen>
+#include <QTimer>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+const char* const kXvfbMarker = "KX_VIEWER_UNDER_XVFB";
+
+bool hasDisplay()
+{
+    const QByteArray baPlatform = qgetenv("QT_QPA_PLATFORM");
+    if (!baPlatform.isEmpty() && !baPlatform.startsWith("xcb"))
+    {
+        return true; // the user chose another platform; let Qt report what it can do
+    }
+    return !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+// Without a display the viewer runs itself under a virtual X server with Mesa's software
+// OpenGL, so headless jobs and screenshots work on build machines. Returns only on failure.
+int runUnderXvfb(int argc, char** argv)
+{
+    if (!qEnvironmentVariableIsEmpty(kXvfbMarker))
+    {
+        std::fprintf(stderr, "kx3dviewer: no display, even under xvfb-run.\n");
+        return 1;
+    }
+    char szExe[4096] = {};
+    const ssize_t nLength = readlink("/proc/self/exe", szExe, sizeof(szExe) - 1);
+    if (nLength <= 0)
+    {
+        std::fprintf(stderr, "kx3dviewer: no display, and the program's path is unknown.\n");
+        return 1;
+    }
+    setenv(kXvfbMarker, "1", 1);
+    std::vector<char*> vArgs = {const_cast<char*>("xvfb-run"), const_cast<char*>("-a"),
+                                const_cast<char*>("-s"),
+                                const_cast<char*>("-screen 0 1920x1200x24"), szExe};
+    for (int i = 1; i < argc; ++i)
+    {
+        vArgs.push_back(argv[i]);
+    }
+    vArgs.push_back(nullptr);
+    execvp("xvfb-run", vArgs.data());
+    std::fprintf(stderr,
+                 "kx3dviewer: no display (DISPLAY is not set) and xvfb-run could not be started: "
+                 "%s. Install the xvfb package or run under a display.\n",
+                 std::strerror(errno));
+    return 1;
+}
+
+// The main window with the 3D views' own framebuffers drawn over their places, so the picture
+// is the rendered scene whatever the window system composes.
+QImage grabMainWindow(CKXMainWindow& window)
+{
+    QImage image = window.grab().toImage().convertToFormat(QImage::Format_RGB32);
+    QPainter painter(&image);
+    for (CKXGLView* pView : window.findChildren<CKXGLView*>())
+    {
+        if (!pView->isVisible())
+        {
+            continue;
+        }
+        const QImage frame = pView->grabFramebuffer();
+        if (!frame.isNull())
+        {
+            const QRect rcTarget(pView->mapTo(&window, QPoint(0, 0)), pView->size());
+            painter.drawImage(rcTarget, frame);
+        }
+    }
+    return image;
+}
+
+int saveScreenshot(CKXMainWindow& window, const QString& strFile)
+{
+    const QFileInfo info(strFile);
+    if (!info.absoluteDir().exists() && !QDir().mkpath(info.absolutePath()))
+    {
+        std::fprintf(stderr, "kx3dviewer: cannot create the folder of \"%s\".\n",
+                     qPrintable(strFile));
+        return 1;
+    }
+    QImageWriter writer(strFile, "png");
+    if (!writer.write(grabMainWindow(window)))
+    {
+        std::fprintf(stderr, "kx3dviewer: cannot write the screenshot \"%s\": %s\n",
+                     qPrintable(strFile), qPrintable(writer.errorString()));
+        return 1;
+    }
+    std::fprintf(stderr, "kx3dviewer: screenshot written to %s\n", qPrintable(strFile));
+    return 0;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (!CKXViewerOptions::wantsOnlyText(argc, argv) && !hasDisplay())
+    {
+        return runUnderXvfb(argc, argv);
+    }
+    if (CKXViewerOptions::wantsOnlyText(argc, argv))
+    {
+        QCoreApplication app(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("kx3dviewer"));
+        QCoreApplication::setApplicationVersion(QStringLiteral("1.0"));
+        CKXViewerOptions options;
+        if (!options.parse(QCoreApplication::arguments()))
+        {
+            std::fprintf(stderr, "kx3dviewer: %s\n", qPrintable(options.errorText()));
+            return 2;
+        }
+        return 0;
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("kx3dviewer"));
+    QApplication::setApplicationDisplayName(CKXUtilityFns::getAppName());
+    QApplication::setApplicationVersion(QStringLiteral("1.0"));
+
+    CKXViewerOptions options;
+    if (!options.parse(QCoreApplication::arguments()))
+    {
+        std::fprintf(stderr, "kx3dviewer: %s Try --help.\n", qPrintable(options.errorText()));
+        return 2;
+    }
+    if (options.exitRequested())
+    {
+        return 0;
+    }
+    if (options.m_bHeadless)
+    {
+        CKXAutomation::setEnabled(true);
+        CKXAutomation::setEchoToStderr(true);
+        CKXLogFile::setEchoToStderr(true);
+    }
+
+    CKXMainWindow window;
+    QSize size = options.m_size;
+    if (!size.isValid())
+    {
+        const QRect rcScreen = QApplication::primaryScreen()->availableGeometry();
+        size = QSize(qMin(1600, rcScreen.width() - 40), qMin(1000, rcScreen.height() - 60));
+    }
+    window.resize(size);
+    window.show();
+    window.openDefaultSequences();
+
+    CKXPluginManager plugins(&window);
+    plugins.loadPlugins(CKXPluginManager::resolvePluginDir(options.m_strPluginDir));
+
+    int nExitCode = 0;
+    CKXHeadlessJob job(window, plugins, options.m_job, options.m_size);
+    if (options.m_job.isRequested())
+    {
+        QTimer::singleShot(0, &window,
+                           [&]()
+                           {
+                               nExitCode = job.run();
+                               window.close();
+                               QApplication::exit(nExitCode);
+                           });
+    }
+    if (!options.m_strScreenshot.isEmpty())
+    {
+        QTimer::singleShot(options.m_nSettleMs, &window,
+                           [&]()
+                           {
+                               nExitCode = saveScreenshot(window, options.m_strScreenshot);
+                               window.close();
+                               QApplication::exit(nExitCode);
+                           });
+    }
+    const int nLoopCode = app.exec();
+    return nExitCode != 0 ? nExitCode : nLoopCode;
+}
