@@ -2,12 +2,8 @@
 // its two sample sequences. Everything is driven through the plug-in's action, the dialog's
 // widgets and slots, and read back from the viewer's scene and 3D view.
 #include "CKXGLView.h"
-#include "CKXMainWindow.h"
-#include "CKXPluginManager.h"
+#include "CKXPluginTestFixture.h"
 #include "CKXSampleScene.h"
-#include "CKXSequenceWindowImpl.h"
-#include "CKXToolPluginBase.h"
-#include "KXAutomation.h"
 
 #include <QAction>
 #include <QApplication>
@@ -24,65 +20,22 @@
 namespace
 {
 
-class PluginTest : public ::testing::Test
+class PluginTest : public CKXPluginTestFixture
 {
 protected:
-    void SetUp() override
-    {
-        CKXAutomation::setEnabled(true);
-        CKXAutomation::reset();
-        m_pMain = new CKXMainWindow;
-        m_pMain->resize(1400, 900);
-        m_pMain->show();
-        m_pMain->openDefaultSequences();
-        QApplication::processEvents();
-        m_pManager = new CKXPluginManager(m_pMain);
-        QString strReason;
-        ASSERT_TRUE(m_pManager->loadPlugin(QStringLiteral(KX_PLUGIN_FILE), &strReason))
-            << strReason.toStdString();
-        m_pPlugin = m_pManager->plugins().value(0);
-        ASSERT_TRUE(m_pPlugin);
-        ASSERT_EQ(m_pMain->sequenceWindows().size(), 2);
-        m_pA = m_pMain->sequenceWindows().at(0);
-        m_pB = m_pMain->sequenceWindows().at(1);
-        m_pMain->activateSequenceWindow(m_pA);
-    }
+    void SetUp() override { startViewer(QSize(1400, 900)); }
 
-    void TearDown() override
-    {
-        delete m_pManager; // deletes the plug-in, which deletes its dialog
-        delete m_pMain;
-    }
-
-    // Opens the tool as the Tools menu would and returns its dialog.
+    // Opens the tool and finds the time scale and duration controls of its dialog.
     QWidget* openDialog()
     {
-        m_pPlugin->pluginAction()->trigger();
-        QApplication::processEvents();
-        QWidget* pFound = nullptr;
-        for (QWidget* pWidget : m_pMain->adoptedWidgets())
+        QWidget* pDlg = CKXPluginTestFixture::openDialog();
+        if (pDlg)
         {
-            if (pWidget && pWidget->objectName() == QLatin1String("3D Animation"))
-            {
-                EXPECT_EQ(pFound, nullptr) << "more than one dialog";
-                pFound = pWidget;
-            }
+            m_pTimeSpin = pDlg->findChild<QSpinBox*>("m_pTimeScaleSpinBox");
+            m_pSlider = pDlg->findChild<QSlider*>("m_pTimeScaleSlider");
+            m_pDuration = pDlg->findChild<QSpinBox*>("m_pDurationSpinBox");
         }
-        if (pFound)
-        {
-            m_pList = pFound->findChild<QListWidget*>("m_pKeyFrameListBox");
-            m_pTimeSpin = pFound->findChild<QSpinBox*>("m_pTimeScaleSpinBox");
-            m_pSlider = pFound->findChild<QSlider*>("m_pTimeScaleSlider");
-            m_pDuration = pFound->findChild<QSpinBox*>("m_pDurationSpinBox");
-        }
-        m_pDlg = pFound;
-        return pFound;
-    }
-
-    void click(const char* pszButton)
-    {
-        m_pDlg->findChild<QAbstractButton*>(pszButton)->click();
-        QApplication::processEvents();
+        return pDlg;
     }
 
     void deleteAction(int nIndex)
@@ -94,21 +47,10 @@ protected:
             ->trigger();
     }
 
-    QStringList rows() const
-    {
-        QStringList list;
-        for (int i = 0; i < m_pList->count(); ++i)
-        {
-            list << m_pList->item(i)->text();
-        }
-        return list;
-    }
-
     // Selects a row as a click would; the dialog applies the key frame and shows its stamp.
     int selectRow(int nRow)
     {
-        m_pList->clearSelection();
-        m_pList->setCurrentRow(nRow, QItemSelectionModel::ClearAndSelect);
+        CKXPluginTestFixture::selectRow(nRow);
         return m_pTimeSpin->value();
     }
 
@@ -118,13 +60,6 @@ protected:
         return messages.isEmpty() ? QString() : messages.last().strText;
     }
 
-    CKXMainWindow* m_pMain = nullptr;
-    CKXPluginManager* m_pManager = nullptr;
-    CKXToolPluginBase* m_pPlugin = nullptr;
-    CKXSequenceWindowImpl* m_pA = nullptr;
-    CKXSequenceWindowImpl* m_pB = nullptr;
-    QWidget* m_pDlg = nullptr;
-    QListWidget* m_pList = nullptr;
     QSpinBox* m_pTimeSpin = nullptr;
     QSlider* m_pSlider = nullptr;
     QSpinBox* m_pDuration = nullptr;

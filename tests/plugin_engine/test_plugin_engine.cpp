@@ -1,14 +1,10 @@
 // Presets, playback and movie recording of the 3D Animation plug-in, loaded through
 // QPluginLoader into the real viewer and driven through the dialog's widgets and slots.
 #include "CKXGLView.h"
-#include "CKXMainWindow.h"
-#include "CKXPluginManager.h"
+#include "CKXPluginTestFixture.h"
 #include "CKXProgressDisplay.h"
 #include "CKXSampleScene.h"
-#include "CKXSequenceWindowImpl.h"
-#include "CKXToolPluginBase.h"
 #include "FrameGenerator.h"
-#include "KXAutomation.h"
 #include "KXLog.h"
 
 #include <QAbstractButton>
@@ -32,54 +28,24 @@ namespace
 
 const QSize VIEW_SIZE(321, 241); // odd on purpose: the movie must become 322 x 242
 
-class PluginEngineTest : public ::testing::Test
+class PluginEngineTest : public CKXPluginTestFixture
 {
 protected:
     void SetUp() override
     {
-        CKXAutomation::setEnabled(true);
-        CKXAutomation::reset();
         CKXLogFile::setFilePath(QString());
         CKXLogFile::clearRecentLines();
-        m_pMain = new CKXMainWindow;
-        m_pMain->resize(1000, 700);
-        m_pMain->show();
-        m_pMain->openDefaultSequences();
-        m_pManager = new CKXPluginManager(m_pMain);
-        QString strReason;
-        ASSERT_TRUE(m_pManager->loadPlugin(QStringLiteral(KX_PLUGIN_FILE), &strReason))
-            << strReason.toStdString();
-        CKXToolPluginBase* pPlugin = m_pManager->plugins().value(0);
-        ASSERT_TRUE(pPlugin);
-        m_pWindow = m_pMain->sequenceWindows().at(0);
-        m_pView = m_pWindow->glView();
-        m_pView->setFixedSize(VIEW_SIZE);
-        m_pMain->activateSequenceWindow(m_pWindow);
-        pPlugin->pluginAction()->trigger();
-        QApplication::processEvents();
-        for (QWidget* pWidget : m_pMain->adoptedWidgets())
+        startViewer(QSize(1000, 700));
+        if (HasFatalFailure())
         {
-            if (pWidget && pWidget->objectName() == QLatin1String("3D Animation"))
-            {
-                m_pDlg = pWidget;
-            }
+            return;
         }
-        ASSERT_TRUE(m_pDlg);
+        m_pView = m_pA->glView();
+        m_pView->setFixedSize(VIEW_SIZE);
+        ASSERT_TRUE(openDialog());
         ASSERT_EQ(m_pView->size(), VIEW_SIZE);
-        m_pList = m_pDlg->findChild<QListWidget*>("m_pKeyFrameListBox");
         m_pFps = m_pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
         m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(1);
-    }
-
-    void TearDown() override
-    {
-        delete m_pManager;
-        delete m_pMain;
-    }
-
-    QAbstractButton* button(const char* pszName) const
-    {
-        return m_pDlg->findChild<QAbstractButton*>(pszName);
     }
 
     void preset(const QString& strText, int nFrameFactor = 1)
@@ -98,12 +64,6 @@ protected:
         m_pView->setCurrentQuaternion(q);
         button("m_pAddKeyframeButton")->click();
         ASSERT_EQ(m_pList->count(), 2);
-    }
-
-    void selectRow(int nRow)
-    {
-        m_pList->clearSelection();
-        m_pList->setCurrentRow(nRow, QItemSelectionModel::ClearAndSelect);
     }
 
     // Runs onTick at each event pass of a running loop until it returns true.
@@ -137,12 +97,7 @@ protected:
         EXPECT_FALSE(CKXProgressDisplay::instance()->isRunning());
     }
 
-    CKXMainWindow* m_pMain = nullptr;
-    CKXPluginManager* m_pManager = nullptr;
-    CKXSequenceWindowImpl* m_pWindow = nullptr;
     CKXGLView* m_pView = nullptr;
-    QWidget* m_pDlg = nullptr;
-    QListWidget* m_pList = nullptr;
     QSpinBox* m_pFps = nullptr;
 };
 
@@ -216,9 +171,9 @@ TEST_F(PluginEngineTest, ZoominStartsInACornerAndFadesRunInTextOrder)
     EXPECT_DOUBLE_EQ(m_pView->getTranslationVector().z(), reset.z() - 350.0);
 
     // Key frames at stamp 0 keep the display on screen, so read the end of each fade.
-    tag_s3Dcontrols controls = m_pWindow->scene()->currentControls();
+    tag_s3Dcontrols controls = m_pA->scene()->currentControls();
     controls.meshOpacity = 40;
-    m_pWindow->scene()->applyControls(controls);
+    m_pA->scene()->applyControls(controls);
     preset("Fade Out - Mesh");
     preset("Fade In - Mesh");
     ASSERT_EQ(m_pList->count(), 6);
@@ -226,7 +181,7 @@ TEST_F(PluginEngineTest, ZoominStartsInACornerAndFadesRunInTextOrder)
     for (int i = 0; i < 4; ++i)
     {
         selectRow(i + 2);
-        EXPECT_EQ(m_pWindow->scene()->currentControls().meshOpacity, nExpected[i]) << i;
+        EXPECT_EQ(m_pA->scene()->currentControls().meshOpacity, nExpected[i]) << i;
     }
 }
 

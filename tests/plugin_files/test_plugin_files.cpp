@@ -2,12 +2,8 @@
 // through QPluginLoader into the real viewer. Files are chosen through the automation queue and
 // messages read from the automation record, as a user at the screen would see them.
 #include "CKXGLView.h"
-#include "CKXMainWindow.h"
-#include "CKXPluginManager.h"
+#include "CKXPluginTestFixture.h"
 #include "CKXSampleScene.h"
-#include "CKXSequenceWindowImpl.h"
-#include "CKXToolPluginBase.h"
-#include "KXAutomation.h"
 #include "KeyFrameFileReader.h"
 
 #include <QAction>
@@ -49,54 +45,22 @@ QString attributeOf(const QByteArray& text, const QString& strElement, const QSt
     return doc.elementsByTagName(strElement).item(0).toElement().attribute(strName);
 }
 
-class PluginFilesTest : public ::testing::Test
+class PluginFilesTest : public CKXPluginTestFixture
 {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_dir.isValid());
-        CKXAutomation::setEnabled(true);
-        CKXAutomation::reset();
-        m_pMain = new CKXMainWindow;
-        m_pMain->resize(1400, 900);
-        m_pMain->show();
-        m_pMain->openDefaultSequences();
-        QApplication::processEvents();
-        m_pManager = new CKXPluginManager(m_pMain);
-        QString strReason;
-        ASSERT_TRUE(m_pManager->loadPlugin(QStringLiteral(KX_PLUGIN_FILE), &strReason))
-            << strReason.toStdString();
-        CKXToolPluginBase* pPlugin = m_pManager->plugins().value(0);
-        ASSERT_TRUE(pPlugin);
-        m_pA = m_pMain->sequenceWindows().at(0);
-        m_pMain->activateSequenceWindow(m_pA);
-        pPlugin->pluginAction()->trigger();
-        QApplication::processEvents();
-        for (QWidget* pWidget : m_pMain->adoptedWidgets())
+        startViewer(QSize(1400, 900));
+        if (HasFatalFailure())
         {
-            if (pWidget && pWidget->objectName() == QLatin1String("3D Animation"))
-            {
-                m_pDlg = pWidget;
-            }
+            return;
         }
-        ASSERT_TRUE(m_pDlg);
-        m_pList = m_pDlg->findChild<QListWidget*>("m_pKeyFrameListBox");
+        ASSERT_TRUE(openDialog());
         ASSERT_TRUE(m_pList);
     }
 
-    void TearDown() override
-    {
-        delete m_pManager;
-        delete m_pMain;
-    }
-
     QString path(const QString& strName) const { return m_dir.filePath(strName); }
-
-    void click(const char* pszButton)
-    {
-        m_pDlg->findChild<QAbstractButton*>(pszButton)->click();
-        QApplication::processEvents();
-    }
 
     // Save or load with the file dialog answering strFile (an empty name cancels).
     QStringList saveAs(const QString& strFile) { return runWithFile("m_pSaveAnimButton", strFile); }
@@ -119,16 +83,6 @@ protected:
             texts << message.strText;
         }
         return texts;
-    }
-
-    QStringList rows() const
-    {
-        QStringList list;
-        for (int i = 0; i < m_pList->count(); ++i)
-        {
-            list << m_pList->item(i)->text();
-        }
-        return list;
     }
 
     // Adds key frames that differ in view and display: rotation, translation, opacities and a
@@ -155,11 +109,6 @@ protected:
 
     QTemporaryDir m_dir;
     bool m_bDialogShown = false; // the last save or load asked for a file
-    CKXMainWindow* m_pMain = nullptr;
-    CKXPluginManager* m_pManager = nullptr;
-    CKXSequenceWindowImpl* m_pA = nullptr;
-    QWidget* m_pDlg = nullptr;
-    QListWidget* m_pList = nullptr;
 };
 
 const QString kSaved = QStringLiteral("Key frame animation saved.");
