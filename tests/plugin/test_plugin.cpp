@@ -65,14 +65,6 @@ protected:
     QSpinBox* m_pDuration = nullptr;
 };
 
-void expectSameRotation(const unitquaternion& a, const unitquaternion& b)
-{
-    EXPECT_NEAR(a.w(), b.w(), 1e-9);
-    EXPECT_NEAR(a.x(), b.x(), 1e-9);
-    EXPECT_NEAR(a.y(), b.y(), 1e-9);
-    EXPECT_NEAR(a.z(), b.z(), 1e-9);
-}
-
 } // namespace
 
 TEST_F(PluginTest, ToolIsEnabledOnlyOnThe3DViewTabWhateverTheLetterCase)
@@ -325,7 +317,7 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     pScene->updateMeshVisibility(strOrgan, true);
     m_pA->setMultimodalityVolumeVisible(true);
     selectRow(1);
-    expectSameRotation(pView->getCurrentQuaternion(), q2);
+    expectRotationNear(pView->getCurrentQuaternion(), q2, 1e-9);
     EXPECT_DOUBLE_EQ(pView->getTranslationVector().x(), 12);
     EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
     EXPECT_EQ(pScene->currentControls().organOpacity, 30);
@@ -336,7 +328,7 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     // A key frame at time 0 moves the camera but keeps the display on screen; its organ map
     // still applies.
     selectRow(0);
-    expectSameRotation(pView->getCurrentQuaternion(), q1);
+    expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
     EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
     EXPECT_TRUE(pScene->organsVisibility().value(strOrgan));
 
@@ -347,13 +339,13 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     controls.meshOpacity = 10;
     pScene->applyControls(controls);
     EXPECT_EQ(selectRow(2), 100);
-    expectSameRotation(pView->getCurrentQuaternion(), q2);
+    expectRotationNear(pView->getCurrentQuaternion(), q2, 1e-9);
     EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
     EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).surfaceOpacity, 65);
 
     // Deselecting returns to the view saved with the first key frame.
     m_pList->currentItem()->setSelected(false);
-    expectSameRotation(pView->getCurrentQuaternion(), q1);
+    expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
 }
 
 // Listing the tests (ctest discovery at build time) needs no display.

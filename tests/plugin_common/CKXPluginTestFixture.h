@@ -5,6 +5,7 @@
 #ifndef CKXPLUGINTESTFIXTURE_H
 #define CKXPLUGINTESTFIXTURE_H
 
+#include "3DMath.h"
 #include "CKXMainWindow.h"
 #include "CKXPluginManager.h"
 #include "CKXSequenceWindowImpl.h"
@@ -17,6 +18,16 @@
 #include <QListWidget>
 
 #include <gtest/gtest.h>
+
+// The four components of a rotation agree within dTolerance.
+inline void expectRotationNear(const unitquaternion& actual, const unitquaternion& expected,
+                               double dTolerance)
+{
+    EXPECT_NEAR(actual.w(), expected.w(), dTolerance);
+    EXPECT_NEAR(actual.x(), expected.x(), dTolerance);
+    EXPECT_NEAR(actual.y(), expected.y(), dTolerance);
+    EXPECT_NEAR(actual.z(), expected.z(), dTolerance);
+}
 
 class CKXPluginTestFixture : public ::testing::Test
 {

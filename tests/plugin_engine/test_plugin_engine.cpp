@@ -101,14 +101,6 @@ protected:
     QSpinBox* m_pFps = nullptr;
 };
 
-void expectRotation(const unitquaternion& actual, const unitquaternion& expected)
-{
-    EXPECT_NEAR(actual.w(), expected.w(), 1e-6);
-    EXPECT_NEAR(actual.x(), expected.x(), 1e-6);
-    EXPECT_NEAR(actual.y(), expected.y(), 1e-6);
-    EXPECT_NEAR(actual.z(), expected.z(), 1e-6);
-}
-
 // Frame count, width, height and duration of a movie as ffprobe reads them.
 QMap<QString, QString> probe(const QString& strFile)
 {
@@ -134,8 +126,8 @@ TEST_F(PluginEngineTest, PresetsAddKeyFramesBuiltFromTheView)
     for (int i = 0; i < 5; ++i)
     {
         selectRow(i);
-        expectRotation(m_pView->getCurrentQuaternion(),
-                       unitquaternion(deg2rad(360.0 - 90.0 * i), Vec3f(1, 0, 0)));
+        expectRotationNear(m_pView->getCurrentQuaternion(),
+                           unitquaternion(deg2rad(360.0 - 90.0 * i), Vec3f(1, 0, 0)), 1e-6);
     }
     EXPECT_EQ(m_pFps->value(), 10);
 
@@ -145,7 +137,8 @@ TEST_F(PluginEngineTest, PresetsAddKeyFramesBuiltFromTheView)
     preset("Spin CW on Y-Axis", 3);
     ASSERT_EQ(m_pList->count(), 18);
     selectRow(6);
-    expectRotation(m_pView->getCurrentQuaternion(), unitquaternion(deg2rad(390.0), Vec3f(0, 1, 0)));
+    expectRotationNear(m_pView->getCurrentQuaternion(),
+                       unitquaternion(deg2rad(390.0), Vec3f(0, 1, 0)), 1e-6);
     EXPECT_EQ(m_pFps->value(), 19);
 
     // The list limit stops the next spin part-way and keeps what it added; the rate it asks
@@ -215,7 +208,7 @@ TEST_F(PluginEngineTest, PlaybackRunsToTheEndOrStopsAndAlwaysReturnsToIdle)
     input.m_nDuration = 1;
     QList<SSpKeyFrameAttributes> frames;
     ASSERT_TRUE(CFrameGenerator::generate(input, frames).isEmpty());
-    expectRotation(m_pView->getCurrentQuaternion(), frames.last().rotation);
+    expectRotationNear(m_pView->getCurrentQuaternion(), frames.last().rotation, 1e-6);
 
     // A second click stops at the next frame; so does the host's Abort.
     m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(100);
@@ -247,7 +240,7 @@ TEST_F(PluginEngineTest, PlaybackRunsToTheEndOrStopsAndAlwaysReturnsToIdle)
     button("m_pPlayButton")->click();
     EXPECT_EQ(CKXAutomation::messages().size(), 2);
     EXPECT_EQ(progressText(), "Generating animation frames from key frames.");
-    expectRotation(m_pView->getCurrentQuaternion(), before);
+    expectRotationNear(m_pView->getCurrentQuaternion(), before, 1e-6);
     expectIdle("m_pPlayButton", "   Play");
 }
 
