@@ -252,7 +252,8 @@ std::vector<float> cubeVertices()
 std::vector<float> sphereVertices(int lat, int lon)
 {
     const double pi = 3.14159265358979323846;
-    auto point = [&](int i, int j) {
+    auto point = [&](int i, int j)
+    {
         const double th = pi * i / lat, ph = 2.0 * pi * j / lon;
         return QVector3D(float(std::sin(th) * std::cos(ph)), float(std::sin(th) * std::sin(ph)),
                          float(std::cos(th)));
@@ -306,7 +307,9 @@ struct CKXGLRenderer::Item
     int pass;    // surfaces: 0 all faces, 1 back faces only, 2 front faces only
 };
 
-CKXGLRenderer::CKXGLRenderer(CKXSceneData* pScene) : m_pScene(pScene) {}
+CKXGLRenderer::CKXGLRenderer(CKXSceneData* pScene) : m_pScene(pScene)
+{
+}
 
 CKXGLRenderer::~CKXGLRenderer()
 {
@@ -364,15 +367,7 @@ bool CKXGLRenderer::initialize()
             p[c] = q[c] = float(i >> 1);
             box.insert(box.end(), {p[0], p[1], p[2], q[0], q[1], q[2]});
         }
-    glGenVertexArrays(1, &m_boxVao);
-    glGenBuffers(1, &m_boxVbo);
-    glBindVertexArray(m_boxVao);
-    glBindBuffer(GL_ARRAY_BUFFER, m_boxVbo);
-    glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(box.size() * sizeof(float)), box.data(),
-                 GL_STATIC_DRAW);
-    glEnableVertexAttribArray(0);
-    glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 3 * sizeof(float), nullptr);
-    glBindVertexArray(0);
+    uploadPositions(m_boxVao, m_boxVbo, box);
 
     const std::vector<float> sphere = sphereVertices(6, 10);
     m_nSphereVertices = int(sphere.size() / 6);
@@ -497,7 +492,8 @@ void CKXGLRenderer::render(const CKXCamera& camera)
     std::vector<Item> opaque;
     std::vector<Item> blended;
     auto addSurface = [&](Item::Kind kind, const void* object, const CKXGeometry& g,
-                          const CKXObjectState& st, float opacity) {
+                          const CKXObjectState& st, float opacity)
+    {
         if (opacity <= 0.001f)
             return;
         const float z = eyeDepth(g.centre());
@@ -543,14 +539,16 @@ void CKXGLRenderer::render(const CKXCamera& camera)
     const QMatrix4x4 mvp = camera.projection * modelView;
     m_mvp = mvp;
     m_eyeInModel = modelView.inverted().map(QVector3D(0, 0, 0));
-    auto setCommonSurfaceUniforms = [&] {
+    auto setCommonSurfaceUniforms = [&]
+    {
         m_pSurfaceProgram->bind();
         m_pSurfaceProgram->setUniformValue("uMVP", mvp);
         m_pSurfaceProgram->setUniformValue("uMV", modelView);
         m_pSurfaceProgram->setUniformValue("uNormalMat", modelView.normalMatrix());
     };
 
-    auto drawItem = [&](const Item& item) {
+    auto drawItem = [&](const Item& item)
+    {
         switch (item.kind)
         {
         case Item::Mesh:
@@ -734,7 +732,8 @@ void CKXGLRenderer::drawVoxels(const CKXCamera& camera, const CKXVolumeObject& v
         glBindBuffer(GL_ARRAY_BUFFER, v.instances);
         glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(sv.voxels.size() * sizeof(float)),
                      sv.voxels.data(), GL_STATIC_DRAW);
-        auto makeVao = [this, &v](GLuint shape, int divisor) {
+        auto makeVao = [this, &v](GLuint shape, int divisor)
+        {
             GLuint vao = 0;
             glGenVertexArrays(1, &vao);
             glBindVertexArray(vao);
@@ -786,8 +785,8 @@ void CKXGLRenderer::drawVoxels(const CKXCamera& camera, const CKXVolumeObject& v
         glGenBuffers(1, &v.cubeIbo);
         glBindVertexArray(v.cubeVao);
         glBindBuffer(GL_ARRAY_BUFFER, v.cubeVbo);
-        glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(vertices.size() * sizeof(float)),
-                     vertices.data(), GL_STATIC_DRAW);
+        glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(vertices.size() * sizeof(float)), vertices.data(),
+                     GL_STATIC_DRAW);
         const GLsizei stride = 10 * sizeof(float);
         glEnableVertexAttribArray(0);
         glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, stride, nullptr);
@@ -903,19 +902,7 @@ void CKXGLRenderer::ensureDenseTexture(const CKXVolumeObject& volume)
                 quads.insert(quads.end(), {c[k].x(), c[k].y(), c[k].z()});
         }
     }
-    if (!m_sliceVao)
-    {
-        glGenVertexArrays(1, &m_sliceVao);
-        glGenBuffers(1, &m_sliceVbo);
-    }
-    glBindVertexArray(m_sliceVao);
-    glBindBuffer(GL_ARRAY_BUFFER, m_sliceVbo);
-    glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(quads.size() * sizeof(float)), quads.data(),
-                 GL_STATIC_DRAW);
-    glEnableVertexAttribArray(0);
-    glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 3 * sizeof(float), nullptr);
-    glBindVertexArray(0);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    uploadPositions(m_sliceVao, m_sliceVbo, quads);
     m_pDenseSource = &volume;
 }
 
@@ -974,4 +961,21 @@ void CKXGLRenderer::drawDense(const CKXCamera&, const CKXVolumeObject& volume)
     glBindTexture(GL_TEXTURE_2D, 0);
     glActiveTexture(GL_TEXTURE0);
     glBindTexture(GL_TEXTURE_3D, 0);
+}
+
+void CKXGLRenderer::uploadPositions(GLuint& vao, GLuint& vbo, const std::vector<float>& positions)
+{
+    if (!vao)
+    {
+        glGenVertexArrays(1, &vao);
+        glGenBuffers(1, &vbo);
+    }
+    glBindVertexArray(vao);
+    glBindBuffer(GL_ARRAY_BUFFER, vbo);
+    glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(positions.size() * sizeof(float)), positions.data(),
+                 GL_STATIC_DRAW);
+    glEnableVertexAttribArray(0);
+    glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, 3 * sizeof(float), nullptr);
+    glBindVertexArray(0);
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
 }

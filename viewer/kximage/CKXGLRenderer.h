@@ -14,6 +14,7 @@
 
 #include <map>
 #include <memory>
+#include <vector>
 
 class CKXSceneData;
 class CKXSurfaceObject;
@@ -46,6 +47,8 @@ public:
     void render(const CKXCamera& camera);
 
 private:
+    // Uploads xyz positions into vbo as attribute 0 of vao, creating both when vao is 0.
+    void uploadPositions(GLuint& vao, GLuint& vbo, const std::vector<float>& positions);
     struct GpuMesh;
     struct Item;
 
