@@ -3,14 +3,17 @@
 #   make test   build and run all tests, then the sanitizer build of the pure units
 #   make gui    open the viewer
 #   make bench  build and run the benchmarks
+#   make fuzz   fuzz the key frame file reader for FUZZ_SECONDS (clang, libFuzzer, one core)
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 XVFB        = xvfb-run -a -s "-screen 0 1920x1200x24"
 
-.PHONY: all deps build test test-asan bench gui run clean format
+.PHONY: all deps build test test-asan bench gui run clean format fuzz
 
 all: build
 
@@ -32,6 +35,19 @@ test-asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 \
 	    UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
+
+# The key frame file reader under libFuzzer, seeded with the key frame files of tests/data and
+# examples. New inputs gather in $(FUZZ_BUILD)/corpus, faulting ones in $(FUZZ_BUILD)/artifacts.
+fuzz: deps
+	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+	      -DKX_FUZZ=ON -DKX_PURE_ONLY=ON -DKX_BUILD_TESTS=OFF -DKX_BUILD_BENCH=OFF
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzz_keyframe_reader
+	@mkdir -p $(FUZZ_BUILD)/corpus $(FUZZ_BUILD)/seeds $(FUZZ_BUILD)/artifacts
+	cp tests/data/*.vkf tests/data/fuzz/* examples/*.vkf $(FUZZ_BUILD)/seeds/
+	UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 $(FUZZ_BUILD)/bin/fuzz_keyframe_reader \
+	    -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -timeout=10 -rss_limit_mb=2048 \
+	    -print_final_stats=1 -dict=fuzz/vkf.dict -artifact_prefix=$(FUZZ_BUILD)/artifacts/ \
+	    $(FUZZ_BUILD)/corpus $(FUZZ_BUILD)/seeds
 
 bench: build
 	@scripts/run-benchmarks $(BUILD)
@@ -56,4 +72,4 @@ format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

@@ -2,6 +2,9 @@
 
 #include <QLatin1String>
 
+#include <algorithm>
+#include <iterator>
+
 namespace
 {
 
@@ -17,18 +20,51 @@ int pastTerminator(const QString& strText, int nFrom, QLatin1String terminator)
     return nAt < 0 ? -1 : nAt + terminator.size();
 }
 
-// Whether the text holds anything but XML white space (which the parser drops between tags).
-bool hasNonSpace(const QString& strText, int nFrom, int nTo)
+// The nodes the text between two markup constructs becomes: one unless it is XML white space
+// only (which the parser drops between tags), and two more for every reference to an entity
+// other than a character reference or one of the five predefined ones. The parser takes an
+// undeclared entity without complaint and makes each reference a node of its own that also
+// splits the text around it, so three characters ("&a;") cost two nodes.
+qint64 textItems(const QString& strText, int nFrom, int nTo)
 {
+    static const QLatin1String predefined[] = {QLatin1String("&lt;"),   QLatin1String("&gt;"),
+                                               QLatin1String("&amp;"),  QLatin1String("&apos;"),
+                                               QLatin1String("&quot;"), QLatin1String("&#")};
+    bool bNonSpace = false;
+    qint64 nReferences = 0;
     for (int i = nFrom; i < nTo; ++i)
     {
         const ushort c = strText.at(i).unicode();
         if (c != ' ' && c != '\t' && c != '\r' && c != '\n')
         {
-            return true;
+            bNonSpace = true;
+        }
+        if (c == '&' &&
+            std::none_of(std::begin(predefined), std::end(predefined),
+                         [&](QLatin1String name) { return startsAt(strText, i, name); }))
+        {
+            ++nReferences;
         }
     }
-    return false;
+    return (bNonSpace ? 1 : 0) + 2 * nReferences;
+}
+
+// The nodes a document type's internal subset (between nFrom and nTo) adds: its comments and
+// processing instructions become children of the document and its notations nodes of the
+// document type. Counted by their openings "<!" and "<?", so such openings inside the
+// subset's comments and literals count too; only a subset of millions of them is refused.
+qint64 internalSubsetItems(const QString& strText, int nFrom, int nTo)
+{
+    qint64 nItems = 0;
+    for (int i = nFrom; i + 1 < nTo; ++i)
+    {
+        if (strText.at(i) == QLatin1Char('<') &&
+            (strText.at(i + 1) == QLatin1Char('!') || strText.at(i + 1) == QLatin1Char('?')))
+        {
+            ++nItems;
+        }
+    }
+    return nItems;
 }
 
 } // namespace
@@ -113,11 +149,7 @@ EPreScanResult CKeyFrameFilePreScan::scan(const QString& strText, const SPreScan
     while (i < nLength && nItems <= limits.m_nMaxItems)
     {
         const int nTag = strText.indexOf(QLatin1Char('<'), i);
-        // Text between markup becomes a node unless it is white space only.
-        if (hasNonSpace(strText, i, nTag < 0 ? nLength : nTag))
-        {
-            ++nItems;
-        }
+        nItems += textItems(strText, i, nTag < 0 ? nLength : nTag);
         if (nTag < 0)
         {
             break;
@@ -138,6 +170,7 @@ EPreScanResult CKeyFrameFilePreScan::scan(const QString& strText, const SPreScan
         else if (startsAt(strText, nTag, QLatin1String("<!DOCTYPE")))
         {
             i = endOfDocType(strText, nTag + 9);
+            nItems += internalSubsetItems(strText, nTag + 9, i < 0 ? nLength : i);
         }
         else if (startsAt(strText, nTag, QLatin1String("<?")))
         {
