@@ -347,15 +347,3 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     m_pList->currentItem()->setSelected(false);
     expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
 }
-
-// Listing the tests (ctest discovery at build time) needs no display.
-int main(int argc, char** argv)
-{
-    ::testing::InitGoogleTest(&argc, argv);
-    if (GTEST_FLAG_GET(list_tests))
-    {
-        return RUN_ALL_TESTS();
-    }
-    QApplication app(argc, argv);
-    return RUN_ALL_TESTS();
-}

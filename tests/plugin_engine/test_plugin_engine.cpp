@@ -321,15 +321,3 @@ TEST_F(PluginEngineTest, AStoppedOrAbortedRecordingLeavesNoFile)
     EXPECT_FALSE(QFile::exists(dir.filePath("missing")));
     expectIdle("m_pRecordButton", "   Record");
 }
-
-// Listing the tests (ctest discovery at build time) needs no display.
-int main(int argc, char** argv)
-{
-    ::testing::InitGoogleTest(&argc, argv);
-    if (GTEST_FLAG_GET(list_tests))
-    {
-        return RUN_ALL_TESTS();
-    }
-    QApplication app(argc, argv);
-    return RUN_ALL_TESTS();
-}

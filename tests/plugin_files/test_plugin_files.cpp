@@ -348,15 +348,3 @@ TEST_F(PluginFilesTest, UnreadableDocumentsEmptyTheListWithoutAMessage)
     EXPECT_TRUE(loadFrom(QStringLiteral(KX_TEST_DATA_DIR "/older_generation.vkf")).isEmpty());
     EXPECT_GT(m_pList->count(), 0);
 }
-
-// Listing the tests (ctest discovery at build time) needs no display.
-int main(int argc, char** argv)
-{
-    ::testing::InitGoogleTest(&argc, argv);
-    if (GTEST_FLAG_GET(list_tests))
-    {
-        return RUN_ALL_TESTS();
-    }
-    QApplication app(argc, argv);
-    return RUN_ALL_TESTS();
-}

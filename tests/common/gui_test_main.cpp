@@ -1,5 +1,6 @@
-// Runs the host tests inside a QApplication with the automation mode on, so that no message
-// box or file dialog waits for a click. Listing the tests needs no display.
+// The entry point of the tests that open windows: they run inside a QApplication (and so need
+// a display) with the automation mode on, so that no message box or file dialog waits for a
+// click. Listing the tests, which ctest's discovery does at build time, needs no display.
 #include "KXAutomation.h"
 
 #include <QApplication>
