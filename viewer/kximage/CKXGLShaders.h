@@ -1,0 +1,23 @@
+// The shader programs of the 3D view's renderer (GLSL 3.30 core). Each call compiles and links
+// a new program in the current GL context and returns it to the caller, who owns it; null
+// means the driver refused it (the reason goes to the Qt warning log).
+#ifndef CKXGLSHADERS_H
+#define CKXGLSHADERS_H
+
+#include <memory>
+
+class QOpenGLShaderProgram;
+
+namespace KXGLShaders
+{
+// Lit surfaces: meshes, organs and source surfaces, with optional per-vertex colours.
+std::unique_ptr<QOpenGLShaderProgram> surfaceProgram();
+// Instanced voxel cubes / points of a source volume, thresholded in the vertex stage.
+std::unique_ptr<QOpenGLShaderProgram> voxelProgram();
+// Axis-aligned slices through a dense volume, blended back to front.
+std::unique_ptr<QOpenGLShaderProgram> sliceProgram();
+// The full-view background gradient.
+std::unique_ptr<QOpenGLShaderProgram> backgroundProgram();
+} // namespace KXGLShaders
+
+#endif // CKXGLSHADERS_H
