@@ -295,6 +295,82 @@ TEST_F(EncoderTest, WriteFailuresAreLoggedAndTheMovieRemoved)
     EXPECT_TRUE(QFileInfo(path("full.mp4")).isSymLink());
 }
 
+// H.264 holds frames back and the muxer buffers its writes: a limit hit after the last frame
+// fails only at close(), one hit mid-movie shows some frames later. Either way the movie is
+// removed and the log says why.
+TEST_F(EncoderTest, H264WriteFailuresShowAtTheLatestInClose)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit oldLimit{};
+    getrlimit(RLIMIT_FSIZE, &oldLimit);
+    for (const rlim_t nLimit : {rlim_t(4096), rlim_t(65536)})
+        for (const char* szName : {"limit.mp4", "limit.mov"})
+        {
+            CKXLogFile::clearRecentLines();
+            const int nFrames = nLimit == 4096 ? 3 : 60;
+            rlimit limit = oldLimit;
+            limit.rlim_cur = nLimit;
+            setrlimit(RLIMIT_FSIZE, &limit);
+            VideoEncoderMAC encoder;
+            const bool bCreated = encoder.createMovieFile(path(szName), 320, 240, 1000000, 20, 25);
+            int nAccepted = 0;
+            while (nAccepted < nFrames && encoder.encodeImage(textured(Qt::gray, nAccepted)))
+                ++nAccepted;
+            const bool bClosed = encoder.close();
+            setrlimit(RLIMIT_FSIZE, &oldLimit);
+            EXPECT_TRUE(bCreated) << szName;
+            // 3 frames fit the encoder's and the muxer's buffers; 60 noisy ones do not.
+            EXPECT_EQ(nAccepted < nFrames, nLimit == 65536) << szName << " " << nAccepted;
+            EXPECT_FALSE(bClosed) << szName;
+            EXPECT_TRUE(logHas("File too large")) << szName << logText().toStdString();
+            EXPECT_FALSE(QFile::exists(path(szName))) << szName;
+        }
+}
+
+// Removing the movie or its folder mid-way does not make writes fail: the encoder notices at
+// the next frame, so the caller can stop, and never removes a file that took the name since.
+TEST_F(EncoderTest, AMovieRemovedWhileWrittenIsLostAndItsSuccessorKept)
+{
+    ASSERT_TRUE(QDir().mkpath(path("take")));
+    for (const char* szName : {"take/gone.mpg", "take/replaced.mp4", "take/folder.mov"})
+    {
+        CKXLogFile::clearRecentLines();
+        const QString strFile = path(szName);
+        VideoEncoderMAC encoder;
+        ASSERT_TRUE(encoder.createMovieFile(strFile, 320, 240, 1000000, 20, 25));
+        for (int i = 0; i < 3; ++i)
+            ASSERT_TRUE(encoder.encodeImage(textured(Qt::gray, i)));
+        const bool bFolder = strFile.endsWith("mov");
+        const bool bReplaced = strFile.endsWith("mp4");
+        ASSERT_TRUE(bFolder ? QDir(path("take")).removeRecursively() : QFile::remove(strFile));
+        if (bReplaced)
+        {
+            QFile successor(strFile);
+            ASSERT_TRUE(successor.open(QIODevice::WriteOnly) && successor.write("user's") == 6);
+        }
+        EXPECT_FALSE(encoder.encodeImage(textured(Qt::gray, 3))) << szName;
+        EXPECT_TRUE(logHas("was removed or replaced while it was being written")) << szName;
+        CKXLogFile::clearRecentLines();
+        EXPECT_FALSE(encoder.encodeImage(textured(Qt::gray, 4)));
+        EXPECT_FALSE(encoder.close()) << szName;
+        EXPECT_EQ(logText(), QString()) << szName; // said once, at the frame that noticed
+        QFile left(strFile);
+        EXPECT_EQ(left.open(QIODevice::ReadOnly) ? left.readAll() : QByteArray("(none)"),
+                  QByteArray(bReplaced ? "user's" : "(none)"))
+            << szName;
+        ASSERT_TRUE(QDir().mkpath(path("take")));
+    }
+
+    // Gone between the last frame and close(): the trailer is not written, nothing claims
+    // success.
+    VideoEncoderMAC encoder;
+    ASSERT_TRUE(encoder.createMovieFile(path("late.mpg"), 320, 240, 1000000, 20, 25));
+    ASSERT_TRUE(encoder.encodeImage(textured(Qt::gray, 0)));
+    ASSERT_TRUE(QFile::remove(path("late.mpg")));
+    EXPECT_FALSE(encoder.close());
+    EXPECT_TRUE(logHas("was removed or replaced"));
+}
+
 TEST_F(EncoderTest, RefusesFramesThatDoNotFitAndKeepsTheMovie)
 {
     VideoEncoderMAC encoder;

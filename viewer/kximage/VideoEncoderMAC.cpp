@@ -16,6 +16,8 @@
 #include <QFileInfo>
 #include <QImage>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstring>
 #include <mutex>
@@ -116,6 +118,8 @@ struct VideoEncoderMAC::Private
     QImage m_imagePadded;            // movie-sized copy of frames one pixel short of the movie
     QString m_strFileName;
     bool m_bFileCreated = false; // the file exists because of us: remove it on failure
+    dev_t m_nDevice = 0;         // identity of the file we created, to tell it from a file that
+    ino_t m_nInode = 0;          // took its name after it (or its folder) was removed
     bool m_bFailed = false;      // a write failed; later frames are dropped, close removes
     bool m_bOpen = false;
     bool m_bCreateFailed = false; // the last createMovieFile was refused (and logged)
@@ -125,6 +129,8 @@ struct VideoEncoderMAC::Private
               unsigned nKeyFrameInterval, int nQuality);
     bool convert(const QImage& image);
     bool sendAndWrite(AVFrame* pFrame);
+    bool isStillOurFile() const;
+    bool checkStillOurFile();
     bool finish();
     void release();
 };
@@ -280,6 +286,12 @@ bool VideoEncoderMAC::Private::open(const QString& strFileName, unsigned nWidth,
         return false;
     }
     m_bFileCreated = true;
+    struct stat created = {};
+    if (::stat(QFile::encodeName(m_strFileName).constData(), &created) == 0)
+    {
+        m_nDevice = created.st_dev;
+        m_nInode = created.st_ino;
+    }
     AVDictionary* pOptions = nullptr;
     if (!bMpeg2) // the index at the front lets players start before the whole file is read
         av_dict_set(&pOptions, "movflags", "+faststart", 0);
@@ -354,17 +366,53 @@ bool VideoEncoderMAC::Private::sendAndWrite(AVFrame* pFrame)
     {
         nResult = avcodec_receive_packet(m_pCodec, m_pPacket);
         if (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF)
-            return true;
+        {
+            // Hand this frame's bytes to the system now (nothing happens when there are none):
+            // a full disk then shows at this frame instead of after 32 KB more of small frames,
+            // and the recording loop stops there. One write call per frame costs nothing next
+            // to rendering and encoding it.
+            avio_flush(m_pFormat->pb);
+            if (m_pFormat->pb->error >= 0)
+                return true;
+            nResult = m_pFormat->pb->error;
+            break;
+        }
         if (nResult < 0)
             break;
         av_packet_rescale_ts(m_pPacket, m_pCodec->time_base, m_pStream->time_base);
         m_pPacket->stream_index = m_pStream->index;
         nResult = av_interleaved_write_frame(m_pFormat, m_pPacket); // takes the packet's data
+        // The context keeps the first failed write; checked here so that a full disk is
+        // never taken for success, whatever the muxer returned.
+        if (nResult >= 0 && m_pFormat->pb && m_pFormat->pb->error < 0)
+            nResult = m_pFormat->pb->error;
     }
-    logError(QStringLiteral("Movie '%1': writing frame %2 failed (%3).")
-                 .arg(m_strFileName)
-                 .arg(m_nFrames + 1)
-                 .arg(ffmpegError(nResult)));
+    // While finishing, the encoder's held-back frames are written, not one particular frame.
+    const QString strWhat = pFrame ? QStringLiteral("writing frame %1").arg(m_nFrames + 1)
+                                   : QStringLiteral("writing its last frames");
+    logError(QStringLiteral("Movie '%1': %2 failed (%3).")
+                 .arg(m_strFileName, strWhat, ffmpegError(nResult)));
+    return false;
+}
+
+// The name still leads to the file createMovieFile made. On a removed folder or file the
+// writes keep succeeding into a file nobody can open any more, so only the name tells.
+bool VideoEncoderMAC::Private::isStillOurFile() const
+{
+    struct stat current = {};
+    return m_bFileCreated && ::stat(QFile::encodeName(m_strFileName).constData(), &current) == 0 &&
+           current.st_dev == m_nDevice && current.st_ino == m_nInode;
+}
+
+// Logs and marks the movie failed when its file is gone.
+bool VideoEncoderMAC::Private::checkStillOurFile()
+{
+    if (isStillOurFile())
+        return true;
+    logError(QStringLiteral("Movie '%1' was removed or replaced while it was being written (was "
+                            "its folder deleted?); the movie is lost.")
+                 .arg(m_strFileName));
+    m_bFailed = true;
     return false;
 }
 
@@ -377,6 +425,10 @@ bool VideoEncoderMAC::Private::finish()
         logError(QStringLiteral("Movie '%1' has no frames; it is not kept.").arg(m_strFileName));
         bOk = false;
     }
+    // A gone file is not finished: the mp4 trailer would reopen the name, which may be a
+    // different file by now.
+    if (bOk)
+        bOk = checkStillOurFile();
     if (bOk)
         bOk = sendAndWrite(nullptr);
     if (bOk)
@@ -391,7 +443,13 @@ bool VideoEncoderMAC::Private::finish()
     }
     if (m_pFormat && m_pFormat->pb)
     {
-        const int nResult = avio_closep(&m_pFormat->pb);
+        // The last buffered bytes reach the disk here: read the context's error before
+        // closing frees it, so a disk that filled up at the very end is still reported.
+        avio_flush(m_pFormat->pb);
+        const int nFlushError = m_pFormat->pb->error;
+        int nResult = avio_closep(&m_pFormat->pb);
+        if (nResult >= 0 && nFlushError < 0)
+            nResult = nFlushError;
         if (bOk && nResult < 0)
         {
             logError(QStringLiteral("Cannot close movie '%1': %2.")
@@ -416,8 +474,9 @@ void VideoEncoderMAC::Private::release()
     sws_freeContext(m_pScaler);
     m_pScaler = nullptr;
     m_imagePadded = QImage();
-    // Only a regular file: a name that leads to a device must not unlink the device.
-    if (m_bFileCreated && m_bFailed && QFileInfo(m_strFileName).isFile())
+    // Only the regular file created here: a name that leads to a device must not unlink the
+    // device, and a file that took the name after ours was removed belongs to somebody else.
+    if (m_bFileCreated && m_bFailed && QFileInfo(m_strFileName).isFile() && isStillOurFile())
         QFile::remove(m_strFileName);
     m_bFileCreated = false;
     m_bFailed = false;
@@ -464,6 +523,10 @@ bool VideoEncoderMAC::encodeImage(const QImage& image)
     }
     if (d.m_bFailed)
         return false; // reported when it happened; the movie will be removed on close
+    // Checked per frame (one stat, microseconds) so a recording stops at once rather than
+    // encoding the rest of its frames into a file that is gone.
+    if (!d.checkStillOurFile())
+        return false;
     const int nMovieWidth = d.m_pCodec->width;
     const int nMovieHeight = d.m_pCodec->height;
     const bool bWidthFits = image.width() == nMovieWidth || image.width() == nMovieWidth - 1;

@@ -490,10 +490,13 @@ tag_estatus CKX3DAnimationDlg::recordKeyFrameAnimationQT(const QString& strFileN
                 }
                 bFileCreated = true;
             }
-            // A dead encoder would only burn the remaining frames.
+            // A full disk or a removed folder: the encoder has logged why and refuses every
+            // later frame, so the remaining frames would only burn time.
             if (!encoder.encodeImage(image))
             {
-                logRecording(tr("A movie frame could not be encoded."), LOG_ERROR);
+                logRecording(tr("Writing the movie failed; the recording was stopped and the "
+                                "incomplete movie discarded."),
+                             LOG_ERROR);
                 break;
             }
         }
@@ -504,18 +507,24 @@ tag_estatus CKX3DAnimationDlg::recordKeyFrameAnimationQT(const QString& strFileN
     }
 
     CKXProcess::endLongProcess(RECORDING_PROCESS);
-    if (!encoder.close() && bFileCreated && i >= nFrames)
+    // A close that fails has discarded the incomplete movie itself, and only while the name still
+    // led to it: a file that took the name since (its folder removed and made again) is not ours.
+    const bool bFinished = encoder.close();
+    if (!bFinished && bFileCreated && i >= nFrames)
     {
-        logRecording(tr("The movie file could not be finished."), LOG_ERROR);
+        logRecording(tr("The movie file could not be finished; the incomplete movie was "
+                        "discarded."),
+                     LOG_ERROR);
     }
     pExporter.reset();
     {
         const QSignalBlocker blocker(m_pFPSSpinBox);
         m_pFPSSpinBox->setValue(nUserFrameRate);
     }
-    // Only a file this recording created is removed: a name the user chose but that was never
-    // written may belong to an older file.
-    if (i < nFrames && bFileCreated)
+    // Only a movie this recording created and finished is removed: a name the user chose but
+    // that was never written may belong to an older file. An older movie of that name is gone
+    // once the file was created; the user confirmed replacing it when choosing the name.
+    if (i < nFrames && bFileCreated && bFinished)
     {
         QFile::remove(strMovieName);
     }

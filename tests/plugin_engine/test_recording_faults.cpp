@@ -1,0 +1,322 @@
+// Movie recording from the 3D Animation dialog when things go wrong mid-way: a full disk, a
+// target folder removed, the view resized, Stop or the host's Abort at the first and the last
+// frame. Each must leave no partial movie, never touch the user's other files, say why in the
+// log and bring the dialog back to idle.
+#include "CKXAppState.h"
+#include "CKXGLView.h"
+#include "CKXPluginTestFixture.h"
+#include "CKXProgressDisplay.h"
+#include "KXLog.h"
+
+#include <QDir>
+#include <QFile>
+#include <QIcon>
+#include <QSpinBox>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+const QSize VIEW_SIZE(321, 241);
+const int USER_FRAME_RATE = 25; // the recording runs at 10 and must give this back
+
+QByteArray contents(const QString& strFile)
+{
+    QFile file(strFile);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+void writeFile(const QString& strFile, const QByteArray& data)
+{
+    QFile file(strFile);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(data) == data.size())
+        << strFile.toStdString();
+}
+
+class RecordingFaultsTest : public CKXPluginTestFixture
+{
+protected:
+    void SetUp() override
+    {
+        CKXLogFile::setFilePath(QString());
+        CKXLogFile::clearRecentLines();
+        startViewer(QSize(1000, 700));
+        if (HasFatalFailure())
+        {
+            return;
+        }
+        m_pView = m_pA->glView();
+        m_pView->setFixedSize(VIEW_SIZE);
+        ASSERT_TRUE(openDialog());
+        m_pFps = m_pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
+        m_pFps->setMaximum(30);
+        m_pFps->setValue(USER_FRAME_RATE);
+        button("m_pAddKeyframeButton")->click();
+        m_pView->setCurrentQuaternion(unitquaternion(1.5, Vec3f(0, 1, 0)));
+        button("m_pAddKeyframeButton")->click();
+        ASSERT_EQ(m_pList->count(), 2);
+        setDuration(1);
+    }
+
+    void TearDown() override
+    {
+        if (m_bLimited)
+        {
+            setrlimit(RLIMIT_FSIZE, &m_oldLimit);
+        }
+        CKXPluginTestFixture::TearDown();
+        if (!m_strMount.isEmpty() && umount2(m_strMount.toLocal8Bit().constData(), 0) != 0)
+        {
+            umount2(m_strMount.toLocal8Bit().constData(), MNT_DETACH);
+        }
+    }
+
+    void setDuration(int nSeconds)
+    {
+        m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(nSeconds);
+    }
+
+    // Records into strFile; onFrame runs once, when frame nFrame of the recording is announced
+    // (before it is rendered and encoded).
+    void record(const QString& strFile, const QString& strFrame = QString(),
+                std::function<void()> onFrame = nullptr)
+    {
+        CKXLogFile::clearRecentLines();
+        if (onFrame)
+        {
+            auto* pTimer = new QTimer(m_pDlg);
+            QObject::connect(pTimer, &QTimer::timeout,
+                             [pTimer, strFrame, onFrame]
+                             {
+                                 if (progressText().startsWith(strFrame))
+                                 {
+                                     pTimer->stop();
+                                     onFrame();
+                                 }
+                             });
+            pTimer->start(0);
+        }
+        CKXAutomation::enqueueFileName(strFile);
+        button("m_pRecordButton")->click();
+    }
+
+    static QString progressText() { return CKXProgressDisplay::instance()->lastMessage(); }
+
+    static bool logged(const QString& strText)
+    {
+        return CKXLogFile::recentLines().filter(strText).size() == 1;
+    }
+
+    // Idle again: both buttons' faces, the view's flags, the progress display, the user's frame
+    // rate, the cursor and the application's permission to close.
+    void expectIdle() const
+    {
+        QAbstractButton* pRecord = button("m_pRecordButton");
+        EXPECT_EQ(pRecord->text(), "   Record");
+        EXPECT_EQ(pRecord->toolTip(), "Record the currently defined key frame animation");
+        const QSize icon(16, 16);
+        EXPECT_EQ(pRecord->icon().pixmap(icon).toImage().convertToFormat(QImage::Format_ARGB32),
+                  QIcon(":/Resource/record_red.xpm")
+                      .pixmap(icon)
+                      .toImage()
+                      .convertToFormat(QImage::Format_ARGB32));
+        EXPECT_EQ(button("m_pPlayButton")->text(), "   Play");
+        EXPECT_FALSE(m_pView->isKFAnimating());
+        EXPECT_FALSE(m_pView->isKFRecording());
+        EXPECT_FALSE(CKXProgressDisplay::instance()->isRunning());
+        EXPECT_EQ(m_pFps->value(), USER_FRAME_RATE);
+        EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+        EXPECT_TRUE(CKXAppState::canClose());
+    }
+
+    // Every later write of this process beyond nBytes fails with EFBIG (no signal).
+    void limitFileSize(rlim_t nBytes)
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &m_oldLimit);
+        rlimit limit = m_oldLimit;
+        limit.rlim_cur = nBytes;
+        m_bLimited = setrlimit(RLIMIT_FSIZE, &limit) == 0;
+        ASSERT_TRUE(m_bLimited) << std::strerror(errno);
+    }
+
+    CKXGLView* m_pView = nullptr;
+    QSpinBox* m_pFps = nullptr;
+    QTemporaryDir m_dir;
+    QString m_strMount; // a tmpfs mounted by the test, unmounted in TearDown
+    rlimit m_oldLimit{};
+    bool m_bLimited = false;
+};
+
+} // namespace
+
+// At the first frame nothing is written yet: an older movie of the chosen name stays as it was.
+// At the last frame the movie exists: the older one is gone (the user confirmed replacing it
+// when choosing the name) and the partial new one is removed.
+TEST_F(RecordingFaultsTest, StopOrAbortAtTheFirstOrLastFrameLeavesNoPartialMovie)
+{
+    const QString strMovie = m_dir.filePath("take.mp4");
+    const QString strOther = m_dir.filePath("notes.txt");
+    writeFile(strOther, "the user's notes");
+    for (const bool bAbort : {false, true})
+    {
+        for (const int nFrame : {1, 10})
+        {
+            SCOPED_TRACE(testing::Message() << (bAbort ? "abort" : "stop") << " at " << nFrame);
+            writeFile(strMovie, "older movie");
+            const QString strFrame = QString("Playing and Recording [%1 of 10]").arg(nFrame);
+            bool bStopFace = false;
+            if (bAbort)
+            {
+                CKXAutomation::abortAfterMessages(nFrame);
+                record(strMovie);
+            }
+            else
+            {
+                record(strMovie, strFrame,
+                       [&]
+                       {
+                           bStopFace = button("m_pRecordButton")->text() == "   Stop";
+                           button("m_pRecordButton")->click();
+                       });
+                EXPECT_TRUE(bStopFace);
+            }
+            EXPECT_TRUE(progressText().startsWith(strFrame)) << progressText().toStdString();
+            EXPECT_TRUE(logged("warning Animation export aborted... [at 11:05:38]"));
+            EXPECT_EQ(contents(strMovie), nFrame == 1 ? "older movie" : "(none)");
+            EXPECT_EQ(contents(strOther), "the user's notes");
+            expectIdle();
+        }
+    }
+}
+
+TEST_F(RecordingFaultsTest, AResizedViewAbortsAndRemovesThePartialMovie)
+{
+    const QString strMovie = m_dir.filePath("resized.mov");
+    record(strMovie, "Playing and Recording [4 of 10]",
+           [this] { m_pView->setFixedSize(VIEW_SIZE + QSize(40, 30)); });
+    EXPECT_TRUE(progressText().startsWith("Playing and Recording [4 of 10]"));
+    EXPECT_TRUE(logged("warning Exported frame dimension changed. Animation export aborted... "
+                       "[at 11:05:38]"));
+    EXPECT_FALSE(QFile::exists(strMovie));
+    expectIdle();
+}
+
+// The writes into a file whose folder was removed succeed, so only the encoder's check of the
+// name stops the recording; nothing may claim a movie that cannot exist, and a file that took
+// the name since (the folder made again) is the user's.
+TEST_F(RecordingFaultsTest, ARemovedTargetFolderStopsTheRecordingWithAMessage)
+{
+    setDuration(3);
+    const QString strFolder = m_dir.filePath("talk");
+    const QString strSibling = m_dir.filePath("keep.txt");
+    writeFile(strSibling, "sibling");
+    for (const bool bMadeAgain : {false, true})
+    {
+        SCOPED_TRACE(bMadeAgain ? "folder made again" : "folder removed");
+        ASSERT_TRUE(QDir().mkpath(strFolder));
+        const QString strMovie = strFolder + (bMadeAgain ? "/spin.mp4" : "/spin.mpg");
+        const QString strFrame =
+            bMadeAgain ? "Playing and Recording [30 of 30]" : "Playing and Recording [5 of 30]";
+        record(strMovie, strFrame,
+               [&]
+               {
+                   QDir(strFolder).removeRecursively();
+                   if (bMadeAgain)
+                   {
+                       QDir().mkpath(strFolder);
+                       writeFile(strMovie, "user's file");
+                   }
+               });
+        EXPECT_TRUE(progressText().startsWith(strFrame)) << progressText().toStdString();
+        EXPECT_TRUE(logged("was removed or replaced while it was being written"));
+        EXPECT_TRUE(logged("error Writing the movie failed; the recording was stopped"));
+        EXPECT_EQ(contents(strMovie), bMadeAgain ? "user's file" : "(none)");
+        EXPECT_EQ(QDir(strFolder).exists(), bMadeAgain);
+        EXPECT_EQ(contents(strSibling), "sibling");
+        expectIdle();
+    }
+}
+
+struct SFullCase
+{
+    bool m_bTmpfs; // a small tmpfs (needs root), otherwise a file size limit
+    const char* m_szMovie;
+    int m_nDuration; // seconds: 20 outgrow the space mid-way, 1 only at the final flush
+};
+void PrintTo(const SFullCase& c, std::ostream* pStream)
+{
+    *pStream << (c.m_bTmpfs ? "tmpfs " : "rlimit ") << c.m_szMovie << " " << c.m_nDuration << " s";
+}
+
+class RecordingFullDiskTest : public RecordingFaultsTest,
+                              public ::testing::WithParamInterface<SFullCase>
+{
+};
+
+// 8 KiB are left beside the user's file. The writes are buffered, so a long recording stops a
+// few frames after the space ran out rather than at its end, and a short one fails only when
+// the movie is finished; either way no movie is left and the user's file is untouched.
+TEST_P(RecordingFullDiskTest, AFullTargetStopsTheRecordingAndKeepsTheOtherFiles)
+{
+    const SFullCase& c = GetParam();
+    QString strFolder = m_dir.path();
+    if (c.m_bTmpfs)
+    {
+        strFolder = m_dir.filePath("small");
+        ASSERT_TRUE(QDir().mkpath(strFolder));
+        if (mount("tmpfs", strFolder.toLocal8Bit().constData(), "tmpfs", MS_NOSUID | MS_NODEV,
+                  "size=64k") != 0)
+        {
+            GTEST_SKIP() << "cannot mount a tmpfs here: " << std::strerror(errno);
+        }
+        m_strMount = strFolder;
+    }
+    const QByteArray notes(56 * 1024, 'n');
+    const QString strOther = strFolder + "/notes.txt";
+    writeFile(strOther, notes);
+    if (!c.m_bTmpfs)
+    {
+        limitFileSize(8 * 1024);
+    }
+    setDuration(c.m_nDuration);
+    const QString strMovie = strFolder + "/" + c.m_szMovie;
+    record(strMovie);
+
+    // The frame the recording ended at; H.264 holds up to about 25 frames back.
+    const int nLastFrame = progressText().section('[', 1).section(' ', 0, 0).toInt();
+    if (c.m_nDuration == 1)
+    {
+        EXPECT_EQ(nLastFrame, 10);
+    }
+    else
+    {
+        EXPECT_GE(nLastFrame, 1);
+        EXPECT_LE(nLastFrame, 60) << progressText().toStdString();
+    }
+    EXPECT_TRUE(logged(c.m_bTmpfs ? "No space left on device" : "File too large"))
+        << CKXLogFile::recentLines().join('\n').toStdString();
+    EXPECT_TRUE(logged(c.m_nDuration == 1
+                           ? "error The movie file could not be finished; the incomplete movie"
+                           : "error Writing the movie failed; the recording was stopped"));
+    EXPECT_FALSE(QFile::exists(strMovie));
+    EXPECT_EQ(contents(strOther), notes);
+    expectIdle();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Targets, RecordingFullDiskTest,
+    ::testing::Values(SFullCase{true, "full.mpg", 20}, SFullCase{true, "full.mp4", 20},
+                      SFullCase{true, "short.mp4", 1}, SFullCase{false, "big.mpg", 20},
+                      SFullCase{false, "big.mp4", 20}, SFullCase{false, "short.mov", 1}));
