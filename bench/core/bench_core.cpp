@@ -4,10 +4,17 @@
 //
 // Each large measurement runs in a child process, so that its peak resident memory is its own
 // and not that of an earlier step.
+//
+// Result lines: load against QDom parsing the same text, save against QDom serialising the same
+// tree, the peak memory of a load against the file's size, and frame generation against the
+// least any generator does per frame (copy the key frame record, slerp, append).
 #include "FrameGenerator.h"
+#include "KXBenchResult.h"
+#include "KeyFrameFilePreScan.h"
 #include "KeyFrameFileReader.h"
 #include "KeyFrameFileWriter.h"
 
+#include <QDomDocument>
 #include <QElapsedTimer>
 
 #include <fcntl.h>
@@ -18,6 +25,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <string>
 
 namespace
 {
@@ -150,6 +158,43 @@ double meanMs(int nRepeats, const std::function<void()>& step)
     return timer.nsecsElapsed() / 1e6 / nRepeats;
 }
 
+// The XML library's own floor for the same text: parsing it, and making a tree of it and
+// writing that out again.
+double domParseMs(int nRepeats, const QString& strText)
+{
+    return meanMs(nRepeats,
+                  [&]
+                  {
+                      QDomDocument doc;
+                      doc.setContent(strText);
+                  });
+}
+
+void domParseSerialise(const QString& strText)
+{
+    QDomDocument doc;
+    doc.setContent(strText);
+    doc.toString();
+}
+
+double fileMiB(const QString& strText)
+{
+    return strText.toUtf8().size() / (1024.0 * 1024.0);
+}
+
+// The peak memory of reading strText, and of QDom parsing it alone, in a child process each.
+void loadPeaks(const QString& strText, const tag_s3Dcontrols& sceneControls, SMeasure& load,
+               SMeasure& parse)
+{
+    load = inChild([&] { CKeyFrameFileReader::read(strText, sceneControls); });
+    parse = inChild(
+        [&]
+        {
+            QDomDocument doc;
+            doc.setContent(strText);
+        });
+}
+
 } // namespace
 
 int main()
@@ -168,6 +213,14 @@ int main()
         { nLoaded = CKeyFrameFileReader::read(strSmall, sceneControls).m_listKeyFrames.size(); });
     std::printf("51 key frames, 4 sources: %.1f KB  save %.2f ms  load %.2f ms (%d key frames)\n",
                 strSmall.toUtf8().size() / 1024.0, dSmallSave, dSmallLoad, nLoaded);
+    SMeasure smallLoad, smallParse;
+    loadPeaks(strSmall, sceneControls, smallLoad, smallParse);
+    kxBenchResult("save 51 key frames", dSmallSave, "ms", "QDom parse+serialise, same text",
+                  meanMs(50, [&] { domParseSerialise(strSmall); }), EKXBetter::Lower);
+    kxBenchResult("load 51 key frames", dSmallLoad, "ms", "QDom parse, same text",
+                  domParseMs(50, strSmall), EKXBetter::Lower);
+    kxBenchResult("peak RSS load 51 key frames", smallLoad.m_dPeakMiB, "MiB", "file size",
+                  fileMiB(strSmall), EKXBetter::Lower);
 
     for (const QStringList* pSources : {&ONE_SOURCE, &FOUR_SOURCES})
     {
@@ -198,6 +251,30 @@ int main()
             std::printf("  per key frame against 51 key frames: save x%.2f, load x%.2f\n",
                         (save.m_dMs / 10000) / (dSmallSave / 51),
                         (load.m_dMs / 10000) / (dSmallLoad / 51));
+        const std::string strCase =
+            "10,000 key frames, " + std::to_string(pSources->size()) + " source(s)";
+        const SMeasure parse = inChild(
+            [&]
+            {
+                QDomDocument doc;
+                doc.setContent(strLarge);
+            });
+        const SMeasure serialise = inChild([&] { domParseSerialise(strLarge); });
+        SPreScanLimits limits;
+        limits.m_nMaxDepth = CKeyFrameFileReader::MAX_NESTING_DEPTH;
+        limits.m_nMaxItems = CKeyFrameFileReader::MAX_ITEMS;
+        const double dPreScan = meanMs(3, [&] { CKeyFrameFilePreScan::scan(strLarge, limits); });
+        std::printf("  QDom alone: parse %.0f ms (peak +%.0f MiB), parse+serialise %.0f ms; the "
+                    "reader's pre-scan alone %.0f ms\n",
+                    parse.m_dMs, parse.m_dPeakMiB, serialise.m_dMs, dPreScan);
+        kxBenchResult("save " + strCase, save.m_dMs, "ms", "QDom parse+serialise, same text",
+                      serialise.m_dMs, EKXBetter::Lower);
+        kxBenchResult("load " + strCase, load.m_dMs, "ms", "QDom parse, same text", parse.m_dMs,
+                      EKXBetter::Lower);
+        kxBenchResult("peak RSS load " + strCase, load.m_dPeakMiB, "MiB", "file size", dLargeMiB,
+                      EKXBetter::Lower);
+        kxBenchResult("peak RSS QDom parse alone " + strCase, parse.m_dPeakMiB, "MiB", "file size",
+                      dLargeMiB, EKXBetter::Lower);
     }
 
     // The densest text the reader still parses: MAX_KEY_FRAMES comments (each a key frame).
@@ -209,6 +286,8 @@ int main()
     std::printf("%d comment key frames (%.1f MB): load %.0f ms (peak +%.0f MiB)\n",
                 CKeyFrameFileReader::MAX_KEY_FRAMES, strDense.size() / (1024.0 * 1024.0),
                 dense.m_dMs, dense.m_dPeakMiB);
+    kxBenchResult("peak RSS load at key frame limit (comments)", dense.m_dPeakMiB, "MiB",
+                  "file size", fileMiB(strDense), EKXBetter::Lower);
     // The most the pre-scan lets through: attributes on elements of 200 each, and bare
     // elements.
     QString strElement = QStringLiteral("<a");
@@ -234,6 +313,8 @@ int main()
             });
         std::printf("item limit reached with %s (%.1f MB): load %.0f ms (peak +%.0f MiB)\n",
                     dense.first, dense.second->size() / (1024.0 * 1024.0), m.m_dMs, m.m_dPeakMiB);
+        kxBenchResult(std::string("peak RSS load at item limit (") + dense.first + ")",
+                      m.m_dPeakMiB, "MiB", "file size", fileMiB(*dense.second), EKXBetter::Lower);
     }
 
     SFrameGenerationInput input;
@@ -246,5 +327,32 @@ int main()
     std::printf("generate 51 key frames over 100 s at 10 fps: %d frames in %.2f ms (%.2f us per "
                 "frame)\n",
                 frames.size(), dGenerate, dGenerate * 1000 / frames.size());
+
+    // The least a generator does per frame: copy the segment's first key frame, slerp its
+    // rotation, interpolate its translation, append. Same frame count, same key frames.
+    const int nFrames = frames.size();
+    const int nSegments = input.m_listKeyFrames.size() - 1;
+    QList<SSpKeyFrameAttributes> floorFrames;
+    unitquaternion scratch;
+    const double dFloor =
+        meanMs(20,
+               [&]
+               {
+                   floorFrames.clear();
+                   for (int i = 0; i < nFrames; ++i)
+                   {
+                       const double dPos = double(i) * nSegments / nFrames;
+                       const int nSegment = static_cast<int>(dPos);
+                       const float fT = static_cast<float>(dPos - nSegment);
+                       const SSpKeyFrameAttributes& a = input.m_listKeyFrames.at(nSegment);
+                       const SSpKeyFrameAttributes& b = input.m_listKeyFrames.at(nSegment + 1);
+                       SSpKeyFrameAttributes frame(a);
+                       frame.rotation = scratch.slerp(a.rotation, b.rotation, fT, true);
+                       frame.translation = a.translation + (b.translation - a.translation) * fT;
+                       floorFrames.append(frame);
+                   }
+               });
+    kxBenchResult("generate frames (51 key frames, 100 s)", dGenerate * 1000 / nFrames, "us/frame",
+                  "copy+slerp+append per frame", dFloor * 1000 / nFrames, EKXBetter::Lower);
     return 0;
 }

@@ -1,6 +1,8 @@
 // Frames per second of VideoEncoderMAC against the ffmpeg command-line tool on the same raw
 // frames, at the recording sizes, plus the tool's other x264 presets at 1920x1080 for
-// comparison with the one the encoder uses. Prints one table.
+// comparison with the one the encoder uses. Prints one table, then a result line per codec and
+// size for the frame rate and the movie's bytes per frame, the tool's being the reference.
+#include "KXBenchResult.h"
 #include "KXLog.h"
 #include "VideoEncoderMAC.h"
 
@@ -17,6 +19,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 namespace
@@ -151,6 +154,12 @@ int main()
         std::printf("ffmpeg tool not found: its columns stay empty\n");
 
     const SSize sizes[] = {{640, 480, 150}, {1280, 720, 100}, {1920, 1080, 60}};
+    struct SOurs
+    {
+        std::string m_strCase;
+        double m_dFps, m_dToolFps, m_dKb, m_dToolKb;
+    };
+    std::vector<SOurs> results;
     printRow({"size", "codec", "frames", "ours fps", "ffmpeg fps", "ours/ff", "ours cpu",
               "ffmpeg cpu", "ours KB", "ffmpeg KB", "log"});
     for (const SSize& size : sizes)
@@ -215,6 +224,16 @@ int main()
                       tool.m_dFps > 0 ? figure(kbPerFrame(strTool, size.m_nFrames), 1) : "-",
                       run.m_bOurs ? QString::number(nLogLines) : "-"});
             std::fflush(stdout);
+            if (run.m_bOurs)
+            {
+                const QString strCase = QStringLiteral("%1 %2x%3")
+                                            .arg(run.m_szName)
+                                            .arg(size.m_nWidth)
+                                            .arg(size.m_nHeight);
+                results.push_back({strCase.toStdString(), ours.m_dFps, tool.m_dFps,
+                                   ours.m_dFps > 0 ? kbPerFrame(strOurs, size.m_nFrames) : 0,
+                                   tool.m_dFps > 0 ? kbPerFrame(strTool, size.m_nFrames) : 0});
+            }
             QFile::remove(strOurs);
             QFile::remove(strTool);
         }
@@ -223,5 +242,12 @@ int main()
     std::printf("fps: frames per wall-clock second, encoding through close (ours) or the whole "
                 "ffmpeg run (startup included).\ncpu: CPU ms per frame, all threads. KB: bytes "
                 "per frame in the movie. log: lines our encoder logged (underflows, errors).\n");
+    for (const SOurs& r : results)
+    {
+        kxBenchResult("VideoEncoderMAC " + r.m_strCase, r.m_dFps, "fps",
+                      "ffmpeg tool, same settings", r.m_dToolFps, EKXBetter::Higher);
+        kxBenchResult("VideoEncoderMAC " + r.m_strCase + " movie size", r.m_dKb, "KB/frame",
+                      "ffmpeg tool, same settings", r.m_dToolKb, EKXBetter::Lower);
+    }
     return 0;
 }

@@ -4,10 +4,13 @@
 //   render+grab  grabFramebuffer(), which renders and reads back (what a recording does);
 //   grab/bare    their ratio;
 //   shown        update() until the frame was composed into the window and swapped.
+// Result lines: render+grab and shown against bare, and the default scene's bare rate against
+// the opaque subject's.
 // Needs a display; without one it runs itself under xvfb-run.
 #include "CKXGLView.h"
 #include "CKXSampleScene.h"
 #include "CKXSceneData.h"
+#include "KXBenchResult.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -18,6 +21,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <unistd.h>
 #include <vector>
 
@@ -60,10 +64,12 @@ template <class F> double framesPerSecond(F&& frame)
 // Rendering alone: the scene drawn into the widget's framebuffer, finished.
 double bareFps(BenchView& view)
 {
-    return framesPerSecond([&](int i) {
-        turn(view, i);
-        view.renderOnce();
-    });
+    return framesPerSecond(
+        [&](int i)
+        {
+            turn(view, i);
+            view.renderOnce();
+        });
 }
 
 // What the user sees: update() until the frame has been composed into the window and swapped.
@@ -71,22 +77,26 @@ double shownFps(CKXGLView& view)
 {
     QEventLoop loop;
     QObject::connect(&view, &QOpenGLWidget::frameSwapped, &loop, &QEventLoop::quit);
-    return framesPerSecond([&](int i) {
-        turn(view, i);
-        view.update();
-        loop.exec();
-    });
+    return framesPerSecond(
+        [&](int i)
+        {
+            turn(view, i);
+            view.update();
+            loop.exec();
+        });
 }
 
 // What a recording does per frame: render and read the frame back (grabFramebuffer renders).
 double grabFps(CKXGLView& view)
 {
     qint64 checksum = 0;
-    const double fps = framesPerSecond([&](int i) {
-        turn(view, i);
-        const QImage img = view.grabFramebuffer();
-        checksum += img.pixel(img.width() / 2, img.height() / 2);
-    });
+    const double fps = framesPerSecond(
+        [&](int i)
+        {
+            turn(view, i);
+            const QImage img = view.grabFramebuffer();
+            checksum += img.pixel(img.width() / 2, img.height() / 2);
+        });
     return checksum == 42 ? fps + 1e-9 : fps; // keeps the grab from being optimised away
 }
 } // namespace
@@ -137,28 +147,45 @@ int main(int argc, char** argv)
     std::printf("%-14s %-11s %8s %12s %10s %8s\n", "scene", "size", "bare", "render+grab",
                 "grab/bare", "shown");
     const QSize sizes[] = {{640, 480}, {1280, 720}, {1920, 1080}};
-    for (const Case& sc : cases)
-    for (const QSize& size : sizes)
-    {
-        BenchView view(sc.scene);
-        view.resize(size);
-        view.show();
-        QElapsedTimer wait;
-        wait.start();
-        while (!view.isValid() && wait.elapsed() < 10000)
-            app.processEvents();
-        if (!view.isValid() || view.size() != size)
+    double bareOf[2][3] = {};
+    for (int c = 0; c < 2; ++c)
+        for (int z = 0; z < 3; ++z)
         {
-            std::fprintf(stderr, "bench_viewer_render: no %dx%d GL view\n", size.width(),
-                         size.height());
-            return 1;
+            const Case& sc = cases[c];
+            const QSize& size = sizes[z];
+            BenchView view(sc.scene);
+            view.resize(size);
+            view.show();
+            QElapsedTimer wait;
+            wait.start();
+            while (!view.isValid() && wait.elapsed() < 10000)
+                app.processEvents();
+            if (!view.isValid() || view.size() != size)
+            {
+                std::fprintf(stderr, "bench_viewer_render: no %dx%d GL view\n", size.width(),
+                             size.height());
+                return 1;
+            }
+            const double bare = bareFps(view);
+            const double grab = grabFps(view);
+            const double shown = shownFps(view);
+            std::printf("%-14s %4dx%-6d %8.1f %12.1f %10.2f %8.1f\n", sc.name, size.width(),
+                        size.height(), bare, grab, grab / bare, shown);
+            std::fflush(stdout);
+            bareOf[c][z] = bare;
+            const std::string strCase = std::string(sc.name) + " " + std::to_string(size.width()) +
+                                        "x" + std::to_string(size.height());
+            kxBenchResult("render+grab " + strCase, grab, "fps", "bare render " + strCase, bare,
+                          EKXBetter::Higher);
+            kxBenchResult("render+show " + strCase, shown, "fps", "bare render " + strCase, bare,
+                          EKXBetter::Higher);
         }
-        const double bare = bareFps(view);
-        const double grab = grabFps(view);
-        const double shown = shownFps(view);
-        std::printf("%-14s %4dx%-6d %8.1f %12.1f %10.2f %8.1f\n", sc.name, size.width(),
-                    size.height(), bare, grab, grab / bare, shown);
-        std::fflush(stdout);
+    for (int z = 0; z < 3; ++z)
+    {
+        const std::string strSize =
+            std::to_string(sizes[z].width()) + "x" + std::to_string(sizes[z].height());
+        kxBenchResult("bare render default scene " + strSize, bareOf[0][z], "fps",
+                      "bare render subject only " + strSize, bareOf[1][z], EKXBetter::Higher);
     }
     return 0;
 }
