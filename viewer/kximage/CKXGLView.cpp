@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace
 {
@@ -19,6 +20,15 @@ constexpr double kFieldOfViewDeg = 30.0; // vertical
 constexpr double kSubjectFill = 0.6;     // share of the view height the subject spans
 constexpr int kAutoRotateIntervalMs = 30;
 constexpr double kAutoRotateStepDeg = 1.0;
+
+// GL takes floats; a camera set from a crafted key frame may hold doubles beyond their range,
+// whose plain conversion is undefined. They saturate (and then draw nothing), NaN stays NaN.
+float toGLFloat(double d)
+{
+    constexpr double dMax = std::numeric_limits<float>::max();
+    return d > dMax ? std::numeric_limits<float>::infinity()
+                    : (d < -dMax ? -std::numeric_limits<float>::infinity() : static_cast<float>(d));
+}
 
 // The view's rotation as a column-vector matrix. getRotMatrix() documents the row-vector
 // convention (v' = v M), so the transpose rotates column vectors: with it a positive rotation
@@ -29,7 +39,7 @@ QMatrix4x4 rotationMatrix(const unitquaternion& q)
     QMatrix4x4 r;
     for (int row = 0; row < 3; ++row)
         for (int col = 0; col < 3; ++col)
-            r(row, col) = static_cast<float>(m(col, row));
+            r(row, col) = toGLFloat(m(col, row));
     return r;
 }
 } // namespace
@@ -51,6 +61,10 @@ CKXGLView::CKXGLView(CKXSampleScene* pScene, QWidget* pParent) : C3DView(pParent
 CKXGLView::~CKXGLView()
 {
     releaseRenderer();
+    // The context goes with QOpenGLWidget's destructor, when this is no CKXGLView any more:
+    // its aboutToBeDestroyed must not reach releaseRenderer then.
+    if (QOpenGLContext* pContext = context())
+        disconnect(pContext, nullptr, this, nullptr);
 }
 
 void CKXGLView::releaseRenderer()
@@ -195,12 +209,12 @@ void CKXGLView::paintGL()
     CKXCamera cam;
     // Rotate about the subject's centre, then translate; the focal plane lies `focal` units in
     // front of the eye, where one unit is one pixel.
-    cam.view.translate(float(m_translation.x()), float(m_translation.y()),
-                       float(m_translation.z() - focal));
+    cam.view.translate(toGLFloat(m_translation.x()), toGLFloat(m_translation.y()),
+                       toGLFloat(m_translation.z() - focal));
     cam.view *= rotationMatrix(m_rotation);
     const double distance = std::max(focal - m_translation.z(), 1.0);
     const float nearPlane = float(std::max(1.0, 0.02 * focal));
-    const float farPlane = float(distance + 3.0 * focal);
+    const float farPlane = toGLFloat(distance + 3.0 * focal);
     cam.projection.perspective(float(kFieldOfViewDeg), float(w / h), nearPlane, farPlane);
     cam.unitsPerMm = float(kSubjectFill * h / m_pScene->data()->subjectSize());
     const qreal dpr = devicePixelRatioF();

@@ -224,8 +224,8 @@ CKXVolumeObject::CKXVolumeObject(CKXSceneData* pScene, const QString& strName, C
 
 void CKXVolumeObject::setDymaicOpaque(float fOpacity)
 {
-    m_volume.voxelOpacity = fOpacity;
-    m_state.opacity = fOpacity;
+    m_state.opacity = toOpacity(fOpacity, m_state.opacity);
+    m_volume.voxelOpacity = m_state.opacity;
     KX_VOLUME_EDIT(CKXField::VolumeOpacity)
 }
 
@@ -248,6 +248,10 @@ void CKXVolumeObject::setThresholding(bool bOn)
 
 void CKXVolumeObject::setThreshold(float fThreshold)
 {
+    if (!std::isfinite(fThreshold))
+    {
+        return; // no voxel compares sensibly with it; the volume keeps its threshold
+    }
     m_volume.threshold = fThreshold;
     KX_VOLUME_EDIT(CKXField::Threshold)
 }
@@ -272,6 +276,11 @@ void CKXVolumeObject::setColorMapReversed(bool bReversed)
 
 void CKXVolumeObject::setColorTable(int nTable, double dMin, double dMax)
 {
+    if (!std::isfinite(dMin) || !std::isfinite(dMax))
+    {
+        dMin = 0.0; // the full range, as the reset before a key frame's own range
+        dMax = 1.0;
+    }
     m_volume.colorTable = nTable;
     m_volume.colorMin = dMin;
     m_volume.colorMax = dMax;
@@ -343,7 +352,7 @@ void CKXGroupNode::show(bool bShow)
 void CKXGroupNode::setOpacity(float fOpacity)
 {
     m_pScene->beginBatch();
-    m_state.opacity = fOpacity;
+    m_state.opacity = toOpacity(fOpacity, m_state.opacity);
     for (C3DObject* c : m_children)
         c->setOpacity(fOpacity);
     edited(CKXField::Opacity);

@@ -15,6 +15,7 @@
 #include <QString>
 #include <QVector3D>
 
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -111,7 +112,7 @@ public:
     bool isDisplayed() const override { return m_state.visible; }
     void setOpacity(float fOpacity) override
     {
-        m_state.opacity = fOpacity;
+        m_state.opacity = toOpacity(fOpacity, m_state.opacity);
         edited(CKXField::Opacity);
     }
     void setFaceSetColor(float fRed, float fGreen, float fBlue) override
@@ -135,10 +136,17 @@ public:
     // The key of sourceControls this node feeds (empty for non-source nodes).
     const QString& sourceKey() const { return m_strSourceKey; }
 
+    // Colour components and opacities are fractions 0..1, but callers may pass anything (a
+    // key frame read from a file): values are clamped, a NaN colour component counts as 0 and
+    // a NaN opacity keeps the current one.
     static int toByte(float f)
     {
-        const float c = f < 0.0f ? 0.0f : (f > 1.0f ? 1.0f : f);
+        const float c = std::isnan(f) ? 0.0f : (f < 0.0f ? 0.0f : (f > 1.0f ? 1.0f : f));
         return static_cast<int>(c * 255.0f + 0.5f);
+    }
+    static float toOpacity(float f, float fCurrent)
+    {
+        return std::isnan(f) ? fCurrent : (f < 0.0f ? 0.0f : (f > 1.0f ? 1.0f : f));
     }
 
 protected:

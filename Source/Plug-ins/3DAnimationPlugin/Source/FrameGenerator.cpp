@@ -39,6 +39,24 @@ void interpolateSource(tag_s3DSourceControls& frame, const tag_s3DSourceControls
     frame.colorMax = CFrameGenerator::lerp(a.colorMax, b.colorMax, fT);
 }
 
+// Whether slerp can take the pair: it narrows their dot product to float, which is undefined
+// for a finite value beyond the float range (rotations with huge components, read from a file).
+// NaN and infinite products narrow fine and give frames that are not finite, which the view
+// does not apply.
+bool canSlerp(const unitquaternion& a, const unitquaternion& b)
+{
+    const double dDot = unitquaternion::dot(a, b);
+    return !std::isfinite(dDot) ||
+           std::fabs(dDot) <= static_cast<double>(std::numeric_limits<float>::max());
+}
+
+// A rotation that describes no camera; applying a frame leaves the view's rotation as it is.
+unitquaternion noRotation()
+{
+    const double dNaN = std::numeric_limits<double>::quiet_NaN();
+    return unitquaternion(Vec3f(dNaN, dNaN, dNaN), dNaN);
+}
+
 } // namespace
 
 float CFrameGenerator::lerp(float fA, float fB, float fT)
@@ -167,6 +185,7 @@ void CFrameGenerator::appendSegment(const SFrameGenerationInput& input,
     };
     const float fPdA = pdFraction(a);
     const float fPdB = pdFraction(b);
+    const bool bSlerp = canSlerp(a.rotation, b.rotation);
 
     float fT = bFirstSegment ? 0.0f : fDt;
     for (qint64 n = 0; n < nFrames; ++n, fT += fDt)
@@ -201,7 +220,7 @@ void CFrameGenerator::appendSegment(const SFrameGenerationInput& input,
 
         unitquaternion scratch; // slerp also writes into the object it is called on
         SSpKeyFrameAttributes frame(
-            scratch.slerp(a.rotation, b.rotation, fT, true),
+            bSlerp ? scratch.slerp(a.rotation, b.rotation, fT, true) : noRotation(),
             Vec3f::LERP(a.translation, b.translation, fT),
             static_cast<double>(fT) * (b.timeStamp - a.timeStamp) + a.timeStamp, &controls, &addn);
         // Organs change only at key frames: in-between frames carry no organ map, so applying

@@ -10,6 +10,10 @@
 // and 7 gives 8 for a first segment, and the last frame of a segment need not be B exactly.
 // Frames keep these counts because recorded movies and the host's key frame row tracking
 // (isCaptured marks the frames at segment ends) depend on them.
+//
+// Rotations are slerped in single precision; a pair whose dot product lies beyond the float
+// range (huge components from a crafted file) gives frames whose rotation is NaN, which the
+// dialog does not apply to the view.
 #ifndef FRAMEGENERATOR_H
 #define FRAMEGENERATOR_H
 

@@ -106,9 +106,9 @@ void CKX3DAnimationDlg::onClickLoadAnimationButton()
         showMessage(tr("Error. Couldn't load file."));
         return;
     }
-    SKeyFrameFileReadResult result =
-        CKeyFrameFileReader::read(strText, sceneControls(m_pChildWindow));
-    if (result.m_eStatus == SKeyFrameFileReadResult::EStatus::TooLarge)
+    const SKeyFrameFileDocument document = CKeyFrameFileReader::parse(strText);
+    strText.clear(); // the document holds it all now; a large file need not be held twice
+    if (document.m_eStatus == SKeyFrameFileReadResult::EStatus::TooLarge)
     {
         showMessage(tr("Error. Couldn't load file."));
         return;
@@ -118,14 +118,13 @@ void CKX3DAnimationDlg::onClickLoadAnimationButton()
     if (m_pKeyFrameListBox->count() > 0)
     {
         onSelectDeleteKeyframesPopup(m_pDeleteMenu->defaultAction());
-        // Deleting shows the initial view again, which changes the scene's controls, and those
-        // are the starting state of every loaded key frame.
-        if (result.m_eStatus == SKeyFrameFileReadResult::EStatus::Loaded)
-        {
-            result = CKeyFrameFileReader::read(strText, sceneControls(m_pChildWindow));
-        }
     }
     save3DViewStates();
+    // Built only now: deleting shows the initial view again, which changes the scene's
+    // controls, and those are the starting state of every loaded key frame. The document is
+    // parsed once either way.
+    const SKeyFrameFileReadResult result =
+        CKeyFrameFileReader::keyFrames(document, sceneControls(m_pChildWindow));
 
     // An unreadable document leaves the list empty, without a message: the file was opened
     // and its key frames (none) replaced the list.

@@ -12,7 +12,11 @@
 #include "CKXSToolInfo.h"
 #include "CXKPalette.h"
 #include "KeyFrameList.h"
+#include "NumericConversion.h"
 #include "PLConstants.h"
+
+#include <algorithm>
+#include <cmath>
 
 namespace
 {
@@ -71,6 +75,24 @@ SSourceObjects findSourceObjects(const QString& strName, CKXSChildWindow* pWindo
     return objects;
 }
 
+// A record's percentage (0..100) as the fraction the host takes. Records read from a file may
+// hold any int; the host only ever sees a fraction of 0..1.
+float fractionOfPercent(int nPercent)
+{
+    return static_cast<float>(std::clamp(nPercent, 0, 100)) / 100.0f;
+}
+
+bool isFinite(const unitquaternion& q)
+{
+    return std::isfinite(q.w()) && std::isfinite(q.x()) && std::isfinite(q.y()) &&
+           std::isfinite(q.z());
+}
+
+bool isFinite(const Vec3f& v)
+{
+    return std::isfinite(v.x()) && std::isfinite(v.y()) && std::isfinite(v.z());
+}
+
 void setFaceColor(C3DObject* pObject, const QColor& color)
 {
     pObject->setFaceSetColor(color.red() / 255.0f, color.green() / 255.0f, color.blue() / 255.0f);
@@ -100,7 +122,7 @@ void applyModes(C3DView* pView, const QString& strObjectClass, const bool (&rend
 void applySurface(C3DObject* pSurface, const tag_s3DSourceControls& source)
 {
     pSurface->show(source.surfaceVisible);
-    pSurface->setOpacity(source.surfaceOpacity / 100.0f);
+    pSurface->setOpacity(fractionOfPercent(source.surfaceOpacity));
     setFaceColor(pSurface, source.surfaceColor);
     pSurface->setDrawMode(source.drawMode);
     pSurface->setShadeMode(source.shadeMode);
@@ -109,17 +131,26 @@ void applySurface(C3DObject* pSurface, const tag_s3DSourceControls& source)
 void applyVolume(C3DVolume* pVolume, const tag_s3DSourceControls& source)
 {
     pVolume->show(source.volumeVisible);
-    pVolume->setDymaicOpaque(source.volumeOpacity / 100.0f);
+    pVolume->setDymaicOpaque(fractionOfPercent(source.volumeOpacity));
     pVolume->setMIP(source.volumeMip);
     pVolume->setThresholding(source.volumeThreshold);
-    pVolume->setThreshold(static_cast<float>(source.intensityValue));
+    // A threshold that is no number (or beyond float) would hide or show every voxel at
+    // random; the volume keeps the threshold it has.
+    const float fThreshold = KXNumeric::narrowToFloat(source.intensityValue);
+    if (std::isfinite(fThreshold))
+    {
+        pVolume->setThreshold(fThreshold);
+    }
     pVolume->setVoxelType(source.voxelType);
     pVolume->setLogScale(source.volumeLogScale);
     pVolume->setColorMapReversed(source.volumeReverse());
     // The first call resets the table's range; existing hosts only take the second range
     // after it, so both calls are kept.
     pVolume->setColorTable(source.voxelColor, 0.0, 1.0);
-    pVolume->setColorTable(source.voxelColor, source.colorMin, source.colorMax);
+    if (std::isfinite(source.colorMin) && std::isfinite(source.colorMax))
+    {
+        pVolume->setColorTable(source.voxelColor, source.colorMin, source.colorMax);
+    }
 }
 
 void applyPhotonDensityMap(C3DMesh* pMesh, const S3DToolsPDMapData& pdMap)
@@ -206,15 +237,26 @@ void CKX3DAnimationDlg::setKeyFrameAttributesTo3DView(SSpKeyFrameAttributes fram
     }
     const tag_s3Dcontrols& controls = frame.controls;
 
-    m_pTimeScaleSpinBox->setValue(static_cast<int>(frame.timeStamp));
+    // Stamps read from a file may be anything; the spin box clamps what it is given.
+    m_pTimeScaleSpinBox->setValue(KXNumeric::truncateToInt(frame.timeStamp));
 
-    pView->setCurrentQuaternion(frame.rotation);
-    pView->setTranslationVector(frame.translation);
+    // A rotation or translation with a component that is not a finite number (a crafted file,
+    // or frames generated from one) describes no camera: the view would draw nothing, and
+    // every later camera move would start from that void. Such a part is not applied, so the
+    // view keeps its last finite rotation or translation; the rest of the frame still is.
+    if (isFinite(frame.rotation))
+    {
+        pView->setCurrentQuaternion(frame.rotation);
+    }
+    if (isFinite(frame.translation))
+    {
+        pView->setTranslationVector(frame.translation);
+    }
 
     C3DMesh* pMesh = pWindow->getSurfaceMesh();
     if (pMesh)
     {
-        pMesh->setOpacity(controls.meshOpacity / 100.0f);
+        pMesh->setOpacity(fractionOfPercent(controls.meshOpacity));
         pMesh->show(controls.meshVisible);
         setFaceColor(pMesh, controls.meshColor);
     }
@@ -231,7 +273,7 @@ void CKX3DAnimationDlg::setKeyFrameAttributesTo3DView(SSpKeyFrameAttributes fram
 
     if (pSGManager)
     {
-        pSGManager->setOrganOpacity(controls.organOpacity / 100.0f);
+        pSGManager->setOrganOpacity(fractionOfPercent(controls.organOpacity));
         C3DObject* pMultimodality = pSGManager->getNode(MULTIMODALITY_VOLUME_NODE);
         if (pMultimodality)
         {

@@ -200,8 +200,13 @@ bool CKeyFrameFileReader::isFileSizeAcceptable(qint64 nFileBytes)
 SKeyFrameFileReadResult CKeyFrameFileReader::read(const QString& strText,
                                                   const tag_s3Dcontrols& sceneControls)
 {
+    return keyFrames(parse(strText), sceneControls);
+}
+
+SKeyFrameFileDocument CKeyFrameFileReader::parse(const QString& strText)
+{
     using EStatus = SKeyFrameFileReadResult::EStatus;
-    SKeyFrameFileReadResult result;
+    SKeyFrameFileDocument result;
     // A text of n characters came from at least n bytes.
     if (strText.size() > MAX_FILE_BYTES)
     {
@@ -222,29 +227,50 @@ SKeyFrameFileReadResult CKeyFrameFileReader::read(const QString& strText,
         return result;
     }
 
-    QDomDocument doc;
     QString strError;
     int nLine = 0;
     int nColumn = 0;
-    if (!doc.setContent(strText, &strError, &nLine, &nColumn))
+    if (!result.m_doc.setContent(strText, &strError, &nLine, &nColumn))
     {
+        result.m_doc.clear();
         result.m_eStatus = EStatus::Unparsable;
         result.m_strDetail =
             QStringLiteral("%1 (line %2, column %3)").arg(strError).arg(nLine).arg(nColumn);
         return result;
     }
 
-    const QDomElement root = doc.documentElement();
+    const QDomElement root = result.m_doc.documentElement();
     int nKeyFrames = 0;
     for (QDomNode node = root.firstChild(); !node.isNull(); node = node.nextSibling())
     {
         if (++nKeyFrames > MAX_KEY_FRAMES)
         {
+            result.m_doc.clear();
             result.m_eStatus = EStatus::TooLarge;
             result.m_strDetail =
                 QStringLiteral("The file holds more than %1 key frames.").arg(MAX_KEY_FRAMES);
             return result;
         }
+    }
+    return result;
+}
+
+SKeyFrameFileReadResult CKeyFrameFileReader::keyFrames(const SKeyFrameFileDocument& document,
+                                                       const tag_s3Dcontrols& sceneControls)
+{
+    SKeyFrameFileReadResult result;
+    result.m_eStatus = document.m_eStatus;
+    result.m_strDetail = document.m_strDetail;
+    if (document.m_eStatus != SKeyFrameFileReadResult::EStatus::Loaded)
+    {
+        return result;
+    }
+    const QDomDocument& doc = document.m_doc;
+    const QDomElement root = doc.documentElement();
+    int nKeyFrames = 0;
+    for (QDomNode node = root.firstChild(); !node.isNull(); node = node.nextSibling())
+    {
+        ++nKeyFrames;
     }
     result.m_listKeyFrames.reserve(nKeyFrames);
 

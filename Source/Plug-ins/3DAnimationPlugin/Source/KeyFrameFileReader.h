@@ -46,6 +46,16 @@ struct SKeyFrameFileReadResult
     QString m_strDetail; // why a document was refused, for the log; empty when loaded
 };
 
+// A file's text parsed once, so that its key frames can be built against the scene's controls
+// of a later moment (the dialog deletes its list, which changes the scene, after deciding that
+// the file is acceptable) without parsing it again.
+struct SKeyFrameFileDocument
+{
+    SKeyFrameFileReadResult::EStatus m_eStatus = SKeyFrameFileReadResult::EStatus::Loaded;
+    QString m_strDetail; // why it was refused; empty when it parsed
+    QDomDocument m_doc;  // null unless m_eStatus is Loaded
+};
+
 class CKeyFrameFileReader
 {
 public:
@@ -68,6 +78,12 @@ public:
     // tag_s3Dcontrols (CKXSToolInfo::get3DControls), the starting state of every key frame.
     static SKeyFrameFileReadResult read(const QString& strText,
                                         const tag_s3Dcontrols& sceneControls);
+
+    // The two halves of read(): the checks and the parse, then the key frames of a parsed
+    // document (none unless its status is Loaded). read() is parse() then keyFrames().
+    static SKeyFrameFileDocument parse(const QString& strText);
+    static SKeyFrameFileReadResult keyFrames(const SKeyFrameFileDocument& document,
+                                             const tag_s3Dcontrols& sceneControls);
 
 private:
     static void readOlderGeneration(const QDomNode& node, SSpKeyFrameAttributes& key);
