@@ -319,10 +319,18 @@ void CKX3DToolsPalette::refresh()
     m_pOrganShade->setCurrentIndex(firstSet(c.organShadeBox, c.organShadeSmoothSolid,
                                             c.organShadeLit, c.organShadeSolidLit,
                                             kDefaultShadeMode));
-    // In-between frames carry no organ map: the organs then stay as the scene has them.
-    refreshOrganList(m_bShowingKeyFrame && !m_sKeyFrame.organsVisibility.isEmpty()
-                         ? m_sKeyFrame.organsVisibility
-                         : m_pWindow->getOrgansVisibilityMap());
+    // The list shows the scene's organs. A key frame overrides the visibility of those it
+    // names; names the scene lacks are not listed (a key frame from another subject may carry
+    // thousands), and in-between frames carry no organ map at all.
+    QMap<QString, bool> mapOrgans = m_pWindow->getOrgansVisibilityMap();
+    if (m_bShowingKeyFrame)
+    {
+        for (auto it = mapOrgans.begin(); it != mapOrgans.end(); ++it)
+        {
+            it.value() = m_sKeyFrame.organsVisibility.value(it.key(), it.value());
+        }
+    }
+    refreshOrganList(mapOrgans);
 
     m_pSourcePanel->showControls(c);
 
