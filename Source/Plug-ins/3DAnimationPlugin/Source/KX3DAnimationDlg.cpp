@@ -10,6 +10,7 @@
 #include <QAction>
 #include <QCloseEvent>
 #include <QMenu>
+#include <QPixmap>
 #include <QSignalBlocker>
 
 #include <utility>
@@ -18,6 +19,13 @@ namespace
 {
 const char* const DELETE_CURRENT_TEXT = "Delete Current";
 const char* const DELETE_ALL_TEXT = "Delete All";
+
+QIcon iconFromResource(const char* pszResource)
+{
+    QIcon icon;
+    icon.addPixmap(QPixmap(QString::fromLatin1(pszResource)), QIcon::Normal, QIcon::Off);
+    return icon;
+}
 } // namespace
 
 CKX3DAnimationDlg::CKX3DAnimationDlg(QWidget* parent, Qt::WindowFlags flags)
@@ -51,6 +59,10 @@ void CKX3DAnimationDlg::init()
     {
         pWidget->setFont(hostFont);
     }
+
+    m_iconPlay = iconFromResource(":/Resource/play_green.xpm");
+    m_iconStop = iconFromResource(":/Resource/stop_blue.xpm");
+    m_iconRecord = iconFromResource(":/Resource/record_red.xpm");
 
     m_pRecordButton->setDefault(true);
     m_pPlayButton->setDefault(true);

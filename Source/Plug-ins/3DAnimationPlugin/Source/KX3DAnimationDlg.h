@@ -19,6 +19,7 @@
 #include "ui_KX3DAnimationDlg.h"
 
 #include <QDialog>
+#include <QIcon>
 #include <QList>
 #include <QMap>
 #include <QPointer>
@@ -125,6 +126,11 @@ private:
     QMap<QString, sSeqKeyFrameAttributes> m_mapSeqKeyFrames; // by sequence identifier
     QList<SSpKeyFrameAttributes> m_listAnimationFrames;      // generated frames, in time order
     QMenu* m_pDeleteMenu = nullptr; // "Delete Current", "Delete All" (default); owned
+    // The Play / Record buttons' faces (Normal mode, Off state), decoded once rather than on
+    // every click.
+    QIcon m_iconPlay;
+    QIcon m_iconStop;
+    QIcon m_iconRecord;
 };
 
 #endif // KX3DANIMATIONDLG_H

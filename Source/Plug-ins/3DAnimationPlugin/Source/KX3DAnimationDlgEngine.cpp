@@ -22,9 +22,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QIcon>
 #include <QImage>
-#include <QPixmap>
 #include <QPointer>
 #include <QSignalBlocker>
 
@@ -50,10 +48,6 @@ constexpr unsigned MOVIE_BIT_RATE = 1000000;
 constexpr unsigned MOVIE_KEY_FRAME_INTERVAL = 20;
 constexpr int MOVIE_QUALITY = 25;
 
-const char* const PLAY_ICON = ":/Resource/play_green.xpm";
-const char* const STOP_ICON = ":/Resource/stop_blue.xpm";
-const char* const RECORD_ICON = ":/Resource/record_red.xpm";
-
 // Button faces: three leading spaces keep the text clear of the icon.
 const char* const PLAY_TEXT = "   Play";
 const char* const RECORD_TEXT = "   Record";
@@ -61,13 +55,6 @@ const char* const STOP_TEXT = "   Stop";
 
 // A button's text containing this word means a click stops the running animation.
 const char* const STOP_WORD = "Stop";
-
-QIcon iconFrom(const char* pszResource)
-{
-    QIcon icon;
-    icon.addPixmap(QPixmap(QString::fromLatin1(pszResource)), QIcon::Normal, QIcon::Off);
-    return icon;
-}
 
 // Recording failures go to the host log. The time text is the fixed module stamp that existing
 // hosts' logs carry for these lines; kept as is for compatibility with them.
@@ -234,7 +221,7 @@ void CKX3DAnimationDlg::onClickPlayButton()
 
     m_bIsAnimating = true;
     m_pPlayButton->setText(QLatin1String(STOP_TEXT));
-    m_pPlayButton->setIcon(QIcon(QLatin1String(STOP_ICON)));
+    m_pPlayButton->setIcon(m_iconStop);
     m_pPlayButton->setToolTip(tr(" Stop Playing "));
     CKXProcess::disableUserInteraction(false);
     CKXUtilityFns::setCursor(QCursor(Qt::WaitCursor));
@@ -251,7 +238,7 @@ void CKX3DAnimationDlg::onClickPlayButton()
     resetToolsPalette(m_pChildWindow);
 
     m_pPlayButton->setText(QLatin1String(PLAY_TEXT));
-    m_pPlayButton->setIcon(QIcon(QLatin1String(PLAY_ICON)));
+    m_pPlayButton->setIcon(m_iconPlay);
     m_pPlayButton->setToolTip(tr("Play the currently defined key frame animation"));
     m_bIsAnimating = false;
     m_bStopAnimation = false;
@@ -343,11 +330,9 @@ void CKX3DAnimationDlg::onClickRecordButton()
         return;
     }
 
-    const QIcon stopIcon = iconFrom(STOP_ICON);
-    const QIcon recordIcon = iconFrom(RECORD_ICON);
     m_bIsAnimating = true;
     m_pRecordButton->setText(QLatin1String(STOP_TEXT));
-    m_pRecordButton->setIcon(stopIcon);
+    m_pRecordButton->setIcon(m_iconStop);
     m_pRecordButton->setToolTip(tr(" Stop Recording "));
     CKXUtilityFns::setCursor(QCursor(Qt::WaitCursor));
     QCoreApplication::processEvents();
@@ -378,7 +363,7 @@ void CKX3DAnimationDlg::onClickRecordButton()
     resetToolsPalette(m_pChildWindow);
 
     m_pRecordButton->setText(QLatin1String(RECORD_TEXT));
-    m_pRecordButton->setIcon(recordIcon);
+    m_pRecordButton->setIcon(m_iconRecord);
     m_pRecordButton->setToolTip(tr("Record the currently defined key frame animation"));
     m_bIsAnimating = false;
     m_bStopAnimation = false;
