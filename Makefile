@@ -4,16 +4,19 @@
 #   make gui    open the viewer
 #   make bench  build and run the benchmarks
 #   make fuzz   fuzz the key frame file reader for FUZZ_SECONDS (clang, libFuzzer, one core)
+#   make test-sanitized  every test, viewer and plug-in included, under ASan and UBSan (slow)
+#   make soak   1,000 play-and-stop cycles and 200 recordings in one viewer, memory measured
 
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+SAN_BUILD  ?= build-sanitized
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 XVFB        = xvfb-run -a -s "-screen 0 1920x1200x24"
 
-.PHONY: all deps build test test-asan bench gui run clean format fuzz
+.PHONY: all deps build test test-asan test-sanitized bench soak gui run clean format fuzz
 
 all: build
 
@@ -36,6 +39,18 @@ test-asan: deps
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 \
 	    UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
 
+# The whole suite, viewer and plug-in included, under AddressSanitizer and
+# UndefinedBehaviorSanitizer. Too slow for every CI run; run it before a release. Leaks of the
+# system's D-Bus, fontconfig and GL driver libraries are suppressed (tests/sanitizer/lsan.supp).
+test-sanitized: deps
+	cmake -S . -B $(SAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKX_SANITIZE=ON \
+	      -DKX_BUILD_BENCH=OFF
+	cmake --build $(SAN_BUILD) -j $(JOBS)
+	cd $(SAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:halt_on_error=1 \
+	    UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	    LSAN_OPTIONS=suppressions=$(CURDIR)/tests/sanitizer/lsan.supp:print_suppressions=0 \
+	    $(XVFB) ctest --output-on-failure --timeout 900 -j $(JOBS)
+
 # The key frame file reader under libFuzzer, seeded with the key frame files of tests/data and
 # examples. New inputs gather in $(FUZZ_BUILD)/corpus, faulting ones in $(FUZZ_BUILD)/artifacts.
 fuzz: deps
@@ -51,6 +66,11 @@ fuzz: deps
 
 bench: build
 	@scripts/run-benchmarks $(BUILD)
+
+# One viewer process through 1,000 play-and-stop cycles and 200 recordings: memory and the math
+# library's live instances per phase (several minutes; runs itself under Xvfb).
+soak: build
+	$(BUILD)/bin/bench_viewer_soak
 
 gui: build
 	$(BUILD)/bin/kx3dviewer
@@ -72,4 +92,4 @@ format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(SAN_BUILD) $(FUZZ_BUILD)
