@@ -17,6 +17,7 @@
 #include "CKXToolPluginBase.h"
 #include "FrameGenerator.h"
 #include "KXAutomation.h"
+#include "KXBenchDisplay.h"
 #include "KXBenchResult.h"
 #include "KXLog.h"
 #include "KeyFrameFileReader.h"
@@ -344,20 +345,7 @@ private:
 
 int main(int argc, char** argv)
 {
-    if (!std::getenv("DISPLAY") && !std::getenv("KX_BENCH_NO_XVFB"))
-    {
-        // No display: run again under Xvfb, large enough for the biggest view and the palette.
-        setenv("KX_BENCH_NO_XVFB", "1", 1);
-        std::vector<char*> args{const_cast<char*>("xvfb-run"), const_cast<char*>("-a"),
-                                const_cast<char*>("-s"),
-                                const_cast<char*>("-screen 0 1920x1200x24")};
-        for (int i = 0; i < argc; ++i)
-            args.push_back(argv[i]);
-        args.push_back(nullptr);
-        execvp("xvfb-run", args.data());
-        std::perror("bench_viewer_plugin: xvfb-run");
-        return 1;
-    }
+    kxBenchEnsureDisplay(argc, argv);
     QApplication app(argc, argv);
     CPluginBench bench;
     QString strReason;

@@ -10,6 +10,7 @@
 #include "CKXGLView.h"
 #include "CKXSampleScene.h"
 #include "CKXSceneData.h"
+#include "KXBenchDisplay.h"
 #include "KXBenchResult.h"
 
 #include <QApplication>
@@ -103,20 +104,7 @@ double grabFps(CKXGLView& view)
 
 int main(int argc, char** argv)
 {
-    if (!std::getenv("DISPLAY") && !std::getenv("KX_BENCH_NO_XVFB"))
-    {
-        // No display: run again under Xvfb, large enough for 1920x1080.
-        setenv("KX_BENCH_NO_XVFB", "1", 1);
-        std::vector<char*> args{const_cast<char*>("xvfb-run"), const_cast<char*>("-a"),
-                                const_cast<char*>("-s"),
-                                const_cast<char*>("-screen 0 1920x1200x24")};
-        for (int i = 0; i < argc; ++i)
-            args.push_back(argv[i]);
-        args.push_back(nullptr);
-        execvp("xvfb-run", args.data());
-        std::perror("bench_viewer_render: xvfb-run");
-        return 1;
-    }
+    kxBenchEnsureDisplay(argc, argv);
     QApplication app(argc, argv);
     CKXSampleScene scene(0);
     int triangles = scene.data()->mesh()->geometry().triangleCount();

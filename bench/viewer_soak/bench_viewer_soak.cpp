@@ -26,6 +26,7 @@
 #include "CKXSequenceWindowImpl.h"
 #include "CKXToolPluginBase.h"
 #include "KXAutomation.h"
+#include "KXBenchDisplay.h"
 #include "KXBenchResult.h"
 #include "KXLog.h"
 
@@ -328,19 +329,7 @@ int argValue(int argc, char** argv, const char* pszName, int nDefault)
 
 int main(int argc, char** argv)
 {
-    if (!std::getenv("DISPLAY") && !std::getenv("KX_BENCH_NO_XVFB"))
-    {
-        setenv("KX_BENCH_NO_XVFB", "1", 1);
-        std::vector<char*> args{const_cast<char*>("xvfb-run"), const_cast<char*>("-a"),
-                                const_cast<char*>("-s"),
-                                const_cast<char*>("-screen 0 1920x1200x24")};
-        for (int i = 0; i < argc; ++i)
-            args.push_back(argv[i]);
-        args.push_back(nullptr);
-        execvp("xvfb-run", args.data());
-        std::perror("bench_viewer_soak: xvfb-run");
-        return 1;
-    }
+    kxBenchEnsureDisplay(argc, argv);
     const int nCycles = argValue(argc, argv, "--cycles", 1000);
     const int nRecordings = argValue(argc, argv, "--recordings", 200);
     const QString strPlugin =

@@ -6,16 +6,19 @@
 #define CKXPLUGINTESTFIXTURE_H
 
 #include "3DMath.h"
+#include "CKXGLView.h"
 #include "CKXMainWindow.h"
 #include "CKXPluginManager.h"
 #include "CKXSequenceWindowImpl.h"
 #include "CKXToolPluginBase.h"
 #include "KXAutomation.h"
+#include "KXLog.h"
 
 #include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
 #include <QListWidget>
+#include <QSpinBox>
 
 #include <gtest/gtest.h>
 
@@ -59,6 +62,23 @@ protected:
     {
         delete m_pManager; // deletes the plug-in, which deletes its dialog
         delete m_pMain;
+    }
+
+    // Starts the viewer with an empty log, gives sequence A's 3D view a fixed size (recorded
+    // movies follow it) and opens the dialog beside it.
+    void openDialogOnView(const QSize& viewSize, const QSize& mainSize = QSize(1000, 700))
+    {
+        CKXLogFile::setFilePath(QString());
+        CKXLogFile::clearRecentLines();
+        startViewer(mainSize);
+        if (HasFatalFailure())
+        {
+            return;
+        }
+        m_pView = m_pA->glView();
+        m_pView->setFixedSize(viewSize);
+        ASSERT_TRUE(openDialog());
+        m_pFps = m_pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
     }
 
     // Opens the tool as the Tools menu would and returns its dialog (null when none appeared).
@@ -115,6 +135,8 @@ protected:
     CKXSequenceWindowImpl* m_pB = nullptr;
     QWidget* m_pDlg = nullptr;
     QListWidget* m_pList = nullptr;
+    CKXGLView* m_pView = nullptr; // set by openDialogOnView
+    QSpinBox* m_pFps = nullptr;   // the dialog's frame rate box, set by openDialogOnView
 };
 
 #endif // CKXPLUGINTESTFIXTURE_H

@@ -176,14 +176,11 @@ class CraftedListTest : public CKXPluginTestFixture
 protected:
     void SetUp() override
     {
-        startViewer(QSize(900, 600));
+        openDialogOnView(QSize(161, 121), QSize(900, 600)); // small frames record quickly
         if (HasFatalFailure())
         {
             return;
         }
-        m_pView = m_pA->glView();
-        m_pView->setFixedSize(161, 121); // small frames keep recording quick
-        ASSERT_TRUE(openDialog());
         m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(1);
         ASSERT_TRUE(m_dir.isValid());
         if (!qEnvironmentVariableIsEmpty("KX_KEEP_TEST_MOVIES"))
@@ -292,7 +289,6 @@ protected:
         }
     }
 
-    CKXGLView* m_pView = nullptr;
     QTemporaryDir m_dir;
     QMap<QString, QByteArray> m_userFiles;
     qint64 m_nStartMB = 0;

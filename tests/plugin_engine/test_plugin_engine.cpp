@@ -33,18 +33,12 @@ class PluginEngineTest : public CKXPluginTestFixture
 protected:
     void SetUp() override
     {
-        CKXLogFile::setFilePath(QString());
-        CKXLogFile::clearRecentLines();
-        startViewer(QSize(1000, 700));
+        openDialogOnView(VIEW_SIZE);
         if (HasFatalFailure())
         {
             return;
         }
-        m_pView = m_pA->glView();
-        m_pView->setFixedSize(VIEW_SIZE);
-        ASSERT_TRUE(openDialog());
         ASSERT_EQ(m_pView->size(), VIEW_SIZE);
-        m_pFps = m_pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
         m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(1);
     }
 
@@ -96,9 +90,6 @@ protected:
         EXPECT_FALSE(m_pView->isKFRecording());
         EXPECT_FALSE(CKXProgressDisplay::instance()->isRunning());
     }
-
-    CKXGLView* m_pView = nullptr;
-    QSpinBox* m_pFps = nullptr;
 };
 
 // Frame count, width, height and duration of a movie as ffprobe reads them.

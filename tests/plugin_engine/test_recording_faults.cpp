@@ -49,17 +49,11 @@ class RecordingFaultsTest : public CKXPluginTestFixture
 protected:
     void SetUp() override
     {
-        CKXLogFile::setFilePath(QString());
-        CKXLogFile::clearRecentLines();
-        startViewer(QSize(1000, 700));
+        openDialogOnView(VIEW_SIZE);
         if (HasFatalFailure())
         {
             return;
         }
-        m_pView = m_pA->glView();
-        m_pView->setFixedSize(VIEW_SIZE);
-        ASSERT_TRUE(openDialog());
-        m_pFps = m_pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
         m_pFps->setMaximum(30);
         m_pFps->setValue(USER_FRAME_RATE);
         button("m_pAddKeyframeButton")->click();
@@ -151,8 +145,6 @@ protected:
         ASSERT_TRUE(m_bLimited) << std::strerror(errno);
     }
 
-    CKXGLView* m_pView = nullptr;
-    QSpinBox* m_pFps = nullptr;
     QTemporaryDir m_dir;
     QString m_strMount; // a tmpfs mounted by the test, unmounted in TearDown
     rlimit m_oldLimit{};
