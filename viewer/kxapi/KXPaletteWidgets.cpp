@@ -66,6 +66,11 @@ QPushButton* colorButton(const QString& strName, QWidget* pParent)
 
 void setButtonColor(QPushButton* pButton, const QColor& color)
 {
+    // The palette refreshes on every played frame. A new swatch icon each time would leave a
+    // new scaled copy in Qt's pixmap cache each time, until the cache's limit.
+    const QVariant current = pButton->property("kxColor");
+    if (!pButton->icon().isNull() && current.isValid() && current.value<QColor>() == color)
+        return;
     QPixmap swatch(24, 12);
     swatch.fill(color.isValid() ? color : QColor(Qt::gray));
     pButton->setIcon(QIcon(swatch));
