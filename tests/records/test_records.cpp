@@ -74,8 +74,8 @@ TEST(KeyFrameRecords, FullConstructorCopiesControlsAndLeavesCaptureToTheCaller)
     controls.sourceControls["Original"].volumeOpacity = 70;
     SAddnFrameAttributes addn;
     addn.multimodalityVolumeVisible = true;
-    SSpKeyFrameAttributes key(unitquaternion(Vec3f(0, 1, 0), 0.0), Vec3f(1, 2, 3), 42.0,
-                              &controls, &addn);
+    SSpKeyFrameAttributes key(unitquaternion(Vec3f(0, 1, 0), 0.0), Vec3f(1, 2, 3), 42.0, &controls,
+                              &addn);
     controls.sourceControls["Original"].volumeOpacity = 10;
 
     EXPECT_EQ(key.rotation.y(), 1.0);

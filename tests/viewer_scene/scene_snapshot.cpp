@@ -43,14 +43,15 @@ int main(int argc, char** argv)
         else if (key == "--rotate")
         {
             const QStringList v = value.split(',');
-            rotation = unitquaternion(deg2rad(v.value(0).toDouble()),
-                                      Vec3f(v.value(1).toDouble(), v.value(2).toDouble(),
-                                            v.value(3).toDouble()));
+            rotation = unitquaternion(
+                deg2rad(v.value(0).toDouble()),
+                Vec3f(v.value(1).toDouble(), v.value(2).toDouble(), v.value(3).toDouble()));
         }
         else if (key == "--translate")
         {
             const QStringList v = value.split(',');
-            translation = Vec3f(v.value(0).toDouble(), v.value(1).toDouble(), v.value(2).toDouble());
+            translation =
+                Vec3f(v.value(0).toDouble(), v.value(1).toDouble(), v.value(2).toDouble());
         }
     }
     CKXSampleScene scene(variant);
@@ -59,27 +60,39 @@ int main(int argc, char** argv)
     {
         const QString key = s.section('=', 0, 0);
         const double v = s.section('=', 1).toDouble();
-        if (key == "meshOpacity") c.meshOpacity = int(v);
-        else if (key == "pdVisible") c.pdMap.visible() = v != 0;
-        else if (key == "pdLog") c.pdMap.logScale() = v != 0;
-        else if (key == "pdReverse") c.pdMap.reverse() = v != 0;
-        else if (key == "organs") c.organsVisible = v != 0;
-        else if (key == "organOpacity") c.organOpacity = int(v);
+        if (key == "meshOpacity")
+            c.meshOpacity = int(v);
+        else if (key == "pdVisible")
+            c.pdMap.visible() = v != 0;
+        else if (key == "pdLog")
+            c.pdMap.logScale() = v != 0;
+        else if (key == "pdReverse")
+            c.pdMap.reverse() = v != 0;
+        else if (key == "organs")
+            c.organsVisible = v != 0;
+        else if (key == "organOpacity")
+            c.organOpacity = int(v);
         else if (key == "mip")
-            for (auto& sc : c.sourceControls) sc.volumeMip = v != 0;
+            for (auto& sc : c.sourceControls)
+                sc.volumeMip = v != 0;
         else if (key == "threshold")
-            for (auto& sc : c.sourceControls) sc.intensityValue = v;
+            for (auto& sc : c.sourceControls)
+                sc.intensityValue = v;
         else if (key == "voxelType")
-            for (auto& sc : c.sourceControls) sc.voxelType = int(v);
+            for (auto& sc : c.sourceControls)
+                sc.voxelType = int(v);
     }
     scene.applyControls(c);
     for (const QString& s : sets)
     {
         const QString key = s.section('=', 0, 0);
         const int v = s.section('=', 1).toInt();
-        if (key == "meshDraw") scene.setRenderMode(v, PLConstants::_3DMESH);
-        else if (key == "meshShade") scene.setShadingMode(v, PLConstants::_3DMESH);
-        else if (key == "glvolume") scene.getNode("GLVolume")->show(v != 0);
+        if (key == "meshDraw")
+            scene.setRenderMode(v, PLConstants::_3DMESH);
+        else if (key == "meshShade")
+            scene.setShadingMode(v, PLConstants::_3DMESH);
+        else if (key == "glvolume")
+            scene.getNode("GLVolume")->show(v != 0);
     }
     CKXGLView view(&scene);
     view.resize(w, h);

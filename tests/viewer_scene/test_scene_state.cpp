@@ -175,7 +175,13 @@ TEST_F(SceneTest, OrgansHaveTheirOwnVisibilityAndACommonOpacity)
 {
     scene.updateMeshVisibility("Heart", false);
     QMap<QString, bool> vis = scene.organsVisibility();
-    EXPECT_EQ(vis.keys(), [&] { QStringList n = scene.organNames(); n.sort(); return n; }());
+    EXPECT_EQ(vis.keys(),
+              [&]
+              {
+                  QStringList n = scene.organNames();
+                  n.sort();
+                  return n;
+              }());
     EXPECT_FALSE(vis.value("Heart"));
     EXPECT_TRUE(vis.value("Liver"));
     scene.updateMeshVisibility("No such organ", false);

@@ -49,7 +49,8 @@ struct Mask
     {
         const QRgb a = img.pixel(x, y), b = bg.pixel(x, y);
         return std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
-                   std::abs(qBlue(a) - qBlue(b)) > 30;
+                   std::abs(qBlue(a) - qBlue(b)) >
+               30;
     }
 };
 
@@ -115,17 +116,21 @@ protected:
     // or the original source's surface (one blob, near the centre).
     void showMarkerOnly(const QString& source)
     {
-        showOnly([&source](tag_s3Dcontrols& c) {
-            c.sourceControls[source].surfaceVisible = true;
-            c.sourceControls[source].surfaceOpacity = 100;
-        });
+        showOnly(
+            [&source](tag_s3Dcontrols& c)
+            {
+                c.sourceControls[source].surfaceVisible = true;
+                c.sourceControls[source].surfaceOpacity = 100;
+            });
     }
     void showMeshOnly(int opacity = 100)
     {
-        showOnly([opacity](tag_s3Dcontrols& c) {
-            c.meshVisible = true;
-            c.meshOpacity = opacity;
-        });
+        showOnly(
+            [opacity](tag_s3Dcontrols& c)
+            {
+                c.meshVisible = true;
+                c.meshOpacity = opacity;
+            });
     }
     template <class F> QImage withControls(F&& change)
     {
@@ -241,13 +246,16 @@ TEST_F(ViewTest, RenderAndShadingModesChangeThePicture)
 
 TEST_F(ViewTest, ATranslucentBodyShowsTheOrgansInside)
 {
-    auto organsDifference = [this](int meshOpacity) {
-        const QImage with = withControls([&](tag_s3Dcontrols& c) {
-            c.meshOpacity = meshOpacity;
-            c.organsVisible = true;
-            for (auto& s : c.sourceControls)
-                s.surfaceVisible = s.volumeVisible = false;
-        });
+    auto organsDifference = [this](int meshOpacity)
+    {
+        const QImage with = withControls(
+            [&](tag_s3Dcontrols& c)
+            {
+                c.meshOpacity = meshOpacity;
+                c.organsVisible = true;
+                for (auto& s : c.sourceControls)
+                    s.surfaceVisible = s.volumeVisible = false;
+            });
         const QImage without = withControls([](tag_s3Dcontrols& c) { c.organsVisible = false; });
         return difference(with, without);
     };
@@ -272,34 +280,43 @@ TEST_F(ViewTest, ThePhotonDensityMapAndItsPaletteChangeThePicture)
     scene.surfaceMesh()->showPhotonDensity(true);
     const QImage reversed = withControls([](tag_s3Dcontrols& c) { c.pdMap.reverse() = true; });
     EXPECT_GT(difference(on, reversed), 0.5);
-    const QImage logScale = withControls([](tag_s3Dcontrols& c) {
-        c.pdMap.reverse() = false;
-        c.pdMap.logScale() = true;
-    });
+    const QImage logScale = withControls(
+        [](tag_s3Dcontrols& c)
+        {
+            c.pdMap.reverse() = false;
+            c.pdMap.logScale() = true;
+        });
     EXPECT_GT(difference(on, logScale), 0.5);
-    const QImage otherTable = withControls([](tag_s3Dcontrols& c) {
-        c.pdMap.logScale() = false;
-        c.pdMap.colorBarIndex = 1;
-    });
+    const QImage otherTable = withControls(
+        [](tag_s3Dcontrols& c)
+        {
+            c.pdMap.logScale() = false;
+            c.pdMap.colorBarIndex = 1;
+        });
     EXPECT_GT(difference(on, otherTable), 0.3);
-    const QImage recoloured = withControls([](tag_s3Dcontrols& c) {
-        c.pdMap.colorBarIndex = 0;
-        c.meshColor = QColor(60, 160, 90);
-    });
+    const QImage recoloured = withControls(
+        [](tag_s3Dcontrols& c)
+        {
+            c.pdMap.colorBarIndex = 0;
+            c.meshColor = QColor(60, 160, 90);
+        });
     EXPECT_GT(difference(on, recoloured), 1.0);
 }
 
 TEST_F(ViewTest, VoxelThresholdTableMipAndTypeChangeThePicture)
 {
     const QImage bg = background();
-    auto voxels = [this](int threshold, auto&& more) {
-        showOnly([&](tag_s3Dcontrols& c) {
-            tag_s3DSourceControls& s = c.sourceControls["SourceVoxels_1"];
-            s.volumeVisible = true;
-            s.volumeThreshold = true;
-            s.intensityValue = threshold;
-            more(s);
-        });
+    auto voxels = [this](int threshold, auto&& more)
+    {
+        showOnly(
+            [&](tag_s3Dcontrols& c)
+            {
+                tag_s3DSourceControls& s = c.sourceControls["SourceVoxels_1"];
+                s.volumeVisible = true;
+                s.volumeThreshold = true;
+                s.intensityValue = threshold;
+                more(s);
+            });
         return grab();
     };
     auto none = [](tag_s3DSourceControls&) {};
@@ -318,9 +335,8 @@ TEST_F(ViewTest, VoxelThresholdTableMipAndTypeChangeThePicture)
 TEST_F(ViewTest, SurfaceSourceAndMultimodalityVolumeShowUp)
 {
     const QImage bg = background();
-    const QImage surface = withControls([](tag_s3Dcontrols& c) {
-        c.sourceControls["SourceSurface_1"].surfaceVisible = true;
-    });
+    const QImage surface = withControls(
+        [](tag_s3Dcontrols& c) { c.sourceControls["SourceSurface_1"].surfaceVisible = true; });
     EXPECT_GT(mask(surface, bg).count, 30);
     scene.getNode("GLVolume")->show(true);
     EXPECT_GT(mask(grab(), bg).count, kWidth * kHeight / 10);
@@ -331,8 +347,9 @@ TEST_F(ViewTest, TheTrackballMovesOnlyTheCamera)
     int cameraChanges = 0, sceneChanges = 0;
     QObject::connect(view.get(), &CKXGLView::cameraChanged, [&] { ++cameraChanges; });
     QObject::connect(&scene, &CKXSampleScene::changed, [&] { ++sceneChanges; });
-    auto mouse = [this](QEvent::Type type, QPoint p, Qt::MouseButton button,
-                        Qt::MouseButtons buttons) {
+    auto mouse =
+        [this](QEvent::Type type, QPoint p, Qt::MouseButton button, Qt::MouseButtons buttons)
+    {
         QMouseEvent e(type, p, view->mapToGlobal(p), button, buttons, Qt::NoModifier);
         QApplication::sendEvent(view.get(), &e);
     };

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-C3DTrackball::C3DTrackball() : m_nWidth(1), m_nHeight(1) {}
+C3DTrackball::C3DTrackball() : m_nWidth(1), m_nHeight(1)
+{
+}
 
 void C3DTrackball::setViewport(int nWidth, int nHeight)
 {

@@ -15,30 +15,41 @@ struct Stop
 // Control points of each table; colours are interpolated linearly between them.
 const std::vector<Stop>& stops(int nTable)
 {
-    static const std::vector<Stop> rainbow = {{0.0, 40, 0, 150},    {0.15, 0, 40, 255},
-                                              {0.35, 0, 220, 255},  {0.5, 0, 235, 60},
-                                              {0.65, 200, 255, 0},  {0.8, 255, 170, 0},
-                                              {1.0, 240, 0, 0}};
-    static const std::vector<Stop> hotIron = {{0.0, 0, 0, 0},     {0.35, 190, 20, 0},
-                                              {0.6, 255, 120, 0}, {0.8, 255, 220, 40},
+    static const std::vector<Stop> rainbow = {
+        {0.0, 40, 0, 150},   {0.15, 0, 40, 255}, {0.35, 0, 220, 255}, {0.5, 0, 235, 60},
+        {0.65, 200, 255, 0}, {0.8, 255, 170, 0}, {1.0, 240, 0, 0}};
+    static const std::vector<Stop> hotIron = {{0.0, 0, 0, 0},
+                                              {0.35, 190, 20, 0},
+                                              {0.6, 255, 120, 0},
+                                              {0.8, 255, 220, 40},
                                               {1.0, 255, 255, 255}};
     static const std::vector<Stop> grey = {{0.0, 0, 0, 0}, {1.0, 255, 255, 255}};
-    static const std::vector<Stop> coolWarm = {{0.0, 59, 76, 192},    {0.25, 124, 159, 249},
-                                               {0.5, 221, 221, 221},  {0.75, 244, 154, 123},
+    static const std::vector<Stop> coolWarm = {{0.0, 59, 76, 192},
+                                               {0.25, 124, 159, 249},
+                                               {0.5, 221, 221, 221},
+                                               {0.75, 244, 154, 123},
                                                {1.0, 180, 4, 38}};
-    static const std::vector<Stop> viridis = {{0.0, 68, 1, 84},     {0.25, 59, 82, 139},
-                                              {0.5, 33, 145, 140},  {0.75, 94, 201, 98},
+    static const std::vector<Stop> viridis = {{0.0, 68, 1, 84},
+                                              {0.25, 59, 82, 139},
+                                              {0.5, 33, 145, 140},
+                                              {0.75, 94, 201, 98},
                                               {1.0, 253, 231, 37}};
-    static const std::vector<Stop> green = {{0.0, 0, 20, 0}, {0.6, 40, 230, 60},
-                                            {1.0, 230, 255, 230}};
+    static const std::vector<Stop> green = {
+        {0.0, 0, 20, 0}, {0.6, 40, 230, 60}, {1.0, 230, 255, 230}};
     switch (nTable)
     {
-    case CKXPalette::HotIron: return hotIron;
-    case CKXPalette::Grey: return grey;
-    case CKXPalette::CoolWarm: return coolWarm;
-    case CKXPalette::Viridis: return viridis;
-    case CKXPalette::GreenFluor: return green;
-    default: return rainbow;
+    case CKXPalette::HotIron:
+        return hotIron;
+    case CKXPalette::Grey:
+        return grey;
+    case CKXPalette::CoolWarm:
+        return coolWarm;
+    case CKXPalette::Viridis:
+        return viridis;
+    case CKXPalette::GreenFluor:
+        return green;
+    default:
+        return rainbow;
     }
 }
 } // namespace

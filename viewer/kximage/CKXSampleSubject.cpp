@@ -21,10 +21,10 @@ struct ProfilePoint
     double s, w, hUp, hLow, zc;
 };
 const ProfilePoint kProfile[] = {
-    {0.00, 2.0, 2.0, 2.0, -2.5},   {0.05, 4.2, 3.6, 3.0, -1.8},  {0.12, 6.8, 5.4, 4.4, -0.8},
-    {0.20, 8.6, 7.2, 5.6, 0.3},    {0.28, 9.0, 8.2, 6.4, 0.8},   {0.34, 10.4, 9.4, 7.4, 1.0},
-    {0.45, 12.8, 10.8, 8.8, 1.0},  {0.60, 14.6, 11.8, 9.8, 1.2}, {0.75, 14.6, 11.8, 9.8, 1.6},
-    {0.88, 12.2, 10.4, 8.4, 2.0},  {0.96, 8.0, 7.2, 6.0, 2.0},   {1.00, 4.0, 4.0, 4.0, 2.0}};
+    {0.00, 2.0, 2.0, 2.0, -2.5},  {0.05, 4.2, 3.6, 3.0, -1.8},  {0.12, 6.8, 5.4, 4.4, -0.8},
+    {0.20, 8.6, 7.2, 5.6, 0.3},   {0.28, 9.0, 8.2, 6.4, 0.8},   {0.34, 10.4, 9.4, 7.4, 1.0},
+    {0.45, 12.8, 10.8, 8.8, 1.0}, {0.60, 14.6, 11.8, 9.8, 1.2}, {0.75, 14.6, 11.8, 9.8, 1.6},
+    {0.88, 12.2, 10.4, 8.4, 2.0}, {0.96, 8.0, 7.2, 6.0, 2.0},   {1.00, 4.0, 4.0, 4.0, 2.0}};
 constexpr int kProfileCount = sizeof(kProfile) / sizeof(kProfile[0]);
 
 double catmullRom(double p0, double p1, double p2, double p3, double t)
@@ -123,7 +123,8 @@ QVector3D unitDirection(double theta, double phi)
 CKXGeometry makeTail(int detail)
 {
     const int along = 72 / detail, around = 18 / detail;
-    auto centre = [](double u) {
+    auto centre = [](double u)
+    {
         const double a = 2.5 * u; // the tail curls round towards the animal's right
         return QVector3D(static_cast<float>(-42.0 - 20.0 * std::sin(a)),
                          static_cast<float>(-20.0 * (1.0 - std::cos(a))),
@@ -135,16 +136,15 @@ CKXGeometry makeTail(int detail)
     {
         const double u = static_cast<double>(i) / along;
         const QVector3D c = centre(u);
-        const QVector3D t = (centre(std::min(1.0, u + 1e-3)) - centre(std::max(0.0, u - 1e-3)))
-                                .normalized();
+        const QVector3D t =
+            (centre(std::min(1.0, u + 1e-3)) - centre(std::max(0.0, u - 1e-3))).normalized();
         const QVector3D b = QVector3D::crossProduct(t, QVector3D(0, 0, 1)).normalized();
         const QVector3D n = QVector3D::crossProduct(b, t);
         for (int j = 0; j < around; ++j)
         {
             const double a = 2.0 * kPi * j / around;
-            g.addVertex(c + static_cast<float>(radius(u)) *
-                                (static_cast<float>(std::cos(a)) * b +
-                                 static_cast<float>(std::sin(a)) * n));
+            g.addVertex(c + static_cast<float>(radius(u)) * (static_cast<float>(std::cos(a)) * b +
+                                                             static_cast<float>(std::sin(a)) * n));
         }
     }
     for (int i = 0; i < along; ++i)
@@ -160,7 +160,8 @@ CKXGeometry makeTail(int detail)
     for (int j = 0; j < around; ++j)
         g.addTriangle(along * around + j, along * around + (j + 1) % around, tipIndex);
     // Closed where it starts too (inside the rump), so a translucent body shows no open end.
-    const int rootIndex = g.addVertex(centre(0.0) - 1.5f * (centre(0.01) - centre(0.0)).normalized());
+    const int rootIndex =
+        g.addVertex(centre(0.0) - 1.5f * (centre(0.01) - centre(0.0)).normalized());
     for (int j = 0; j < around; ++j)
         g.addTriangle((j + 1) % around, j, rootIndex);
     g.orientOutward();
@@ -172,14 +173,17 @@ CKXGeometry makeEar(float side, int detail)
     // A thin rounded cup standing up behind the eyes, opening forwards and outwards.
     const QVector3D centre(23.5f, side * 6.0f, 9.0f);
     QMatrix4x4 rot;
-    rot.rotate(side * 35.0f, 0, 0, 1); // opening turned outwards
+    rot.rotate(side * 35.0f, 0, 0, 1);  // opening turned outwards
     rot.rotate(side * -15.0f, 1, 0, 0); // leaning outwards
-    return sphereMap(16 / detail, 24 / detail, [&](double theta, double phi) {
-        const QVector3D d = unitDirection(theta, phi);
-        const float cup = 0.9f * (1.0f - d.y() * d.y() - d.z() * d.z());
-        const QVector3D local(0.9f * d.x() - cup, 4.6f * d.y(), (d.z() > 0 ? 5.2f : 3.2f) * d.z());
-        return centre + rot.map(local);
-    });
+    return sphereMap(16 / detail, 24 / detail,
+                     [&](double theta, double phi)
+                     {
+                         const QVector3D d = unitDirection(theta, phi);
+                         const float cup = 0.9f * (1.0f - d.y() * d.y() - d.z() * d.z());
+                         const QVector3D local(0.9f * d.x() - cup, 4.6f * d.y(),
+                                               (d.z() > 0 ? 5.2f : 3.2f) * d.z());
+                         return centre + rot.map(local);
+                     });
 }
 
 QVector3D organLocal(const OrganPart& part, const QVector3D& d)
@@ -201,9 +205,10 @@ CKXGeometry makeOrganPart(const OrganPart& part)
 {
     QMatrix4x4 rot;
     rot.rotate(part.yawDeg, 0, 0, 1);
-    return sphereMap(20, 30, [&](double theta, double phi) {
-        return part.centre + rot.map(organLocal(part, unitDirection(theta, phi)));
-    });
+    return sphereMap(20, 30,
+                     [&](double theta, double phi) {
+                         return part.centre + rot.map(organLocal(part, unitDirection(theta, phi)));
+                     });
 }
 
 bool insideOrganPart(const OrganPart& part, const QVector3D& p, float scale = 1.0f)
@@ -268,7 +273,8 @@ bool insideBody(const QVector3D& p, float inset)
 
 const std::vector<OrganSpec>& organs()
 {
-    static const std::vector<OrganSpec> list = [] {
+    static const std::vector<OrganSpec> list = []
+    {
         std::vector<OrganSpec> o;
         OrganPart brain{{29.0f, 0.0f, 1.6f}, {6.0f, 4.6f, 3.1f}};
         brain.groove = 0.22f;
@@ -282,12 +288,16 @@ const std::vector<OrganSpec>& organs()
         OrganPart liver{{1.5f, 0.0f, -1.2f}, {4.6f, 11.6f, 6.6f}};
         liver.bend = 0.0f;
         o.push_back({QStringLiteral("Liver"), QColor(150, 52, 40), 0.66f, {liver}});
-        o.push_back({QStringLiteral("Stomach"), QColor(226, 196, 132), 0.45f,
+        o.push_back({QStringLiteral("Stomach"),
+                     QColor(226, 196, 132),
+                     0.45f,
                      {{{-4.5f, 5.5f, 1.5f}, {4.8f, 3.8f, 3.4f}, 20.0f}}});
         OrganPart kidneyL{{-13.0f, 6.6f, 3.8f}, {4.4f, 2.6f, 2.5f}, 12.0f, 0.045f};
         OrganPart kidneyR{{-11.5f, -6.6f, 3.8f}, {4.4f, 2.6f, 2.5f}, -12.0f, -0.045f};
         o.push_back({QStringLiteral("Kidneys"), QColor(150, 58, 110), 0.62f, {kidneyL, kidneyR}});
-        o.push_back({QStringLiteral("Bladder"), QColor(236, 214, 92), 0.4f,
+        o.push_back({QStringLiteral("Bladder"),
+                     QColor(236, 214, 92),
+                     0.4f,
                      {{{-33.0f, 0.0f, -1.8f}, {3.8f, 3.2f, 3.1f}}}});
         return o;
     }();
@@ -358,9 +368,9 @@ CKXVolumeObject::SparseVoxels makeSourceVoxels(const SourceSpec& source, float s
     std::vector<size_t> order(out.voxels.size() / 4);
     for (size_t i = 0; i < order.size(); ++i)
         order[i] = i;
-    std::stable_sort(order.begin(), order.end(), [&out](size_t a, size_t b) {
-        return out.voxels[4 * a + 3] > out.voxels[4 * b + 3];
-    });
+    std::stable_sort(order.begin(), order.end(),
+                     [&out](size_t a, size_t b)
+                     { return out.voxels[4 * a + 3] > out.voxels[4 * b + 3]; });
     std::vector<float> sorted;
     sorted.reserve(out.voxels.size());
     for (size_t i : order)
@@ -370,8 +380,9 @@ CKXVolumeObject::SparseVoxels makeSourceVoxels(const SourceSpec& source, float s
     out.centre = wsum > 0 ? c / static_cast<float>(wsum) : source.lobes.front().centre;
     float r = 0.0f;
     for (size_t i = 0; i < out.voxels.size(); i += 4)
-        r = std::max(r, (QVector3D(out.voxels[i], out.voxels[i + 1], out.voxels[i + 2]) -
-                         out.centre).length());
+        r = std::max(
+            r,
+            (QVector3D(out.voxels[i], out.voxels[i + 1], out.voxels[i + 2]) - out.centre).length());
     out.radius = r + spacing;
     return out;
 }
@@ -381,21 +392,23 @@ CKXGeometry makeSourceSurface(const SourceSpec& source, float level)
     const QVector3D c = source.lobes.front().centre;
     const float peak = sourceIntensity(source, c);
     const float target = level / 100.0f * peak;
-    CKXGeometry g = sphereMap(16, 24, [&](double theta, double phi) {
-        const QVector3D d = unitDirection(theta, phi);
-        float r0 = 0.0f, r1 = 0.5f;
-        while (sourceIntensity(source, c + r1 * d) > target && r1 < 60.0f)
-        {
-            r0 = r1;
-            r1 *= 1.5f;
-        }
-        for (int k = 0; k < 30; ++k)
-        {
-            const float m = 0.5f * (r0 + r1);
-            (sourceIntensity(source, c + m * d) > target ? r0 : r1) = m;
-        }
-        return c + 0.5f * (r0 + r1) * d;
-    });
+    CKXGeometry g = sphereMap(16, 24,
+                              [&](double theta, double phi)
+                              {
+                                  const QVector3D d = unitDirection(theta, phi);
+                                  float r0 = 0.0f, r1 = 0.5f;
+                                  while (sourceIntensity(source, c + r1 * d) > target && r1 < 60.0f)
+                                  {
+                                      r0 = r1;
+                                      r1 *= 1.5f;
+                                  }
+                                  for (int k = 0; k < 30; ++k)
+                                  {
+                                      const float m = 0.5f * (r0 + r1);
+                                      (sourceIntensity(source, c + m * d) > target ? r0 : r1) = m;
+                                  }
+                                  return c + 0.5f * (r0 + r1) * d;
+                              });
     g.finish();
     return g;
 }
@@ -404,7 +417,8 @@ std::vector<float> photonDensity(const CKXGeometry& body, const SourceSpec& sour
                                  const CKXGeometry* reference)
 {
     const float mu = 0.16f; // effective attenuation, 1/mm
-    auto raw = [&source, mu](const QVector3D& p) {
+    auto raw = [&source, mu](const QVector3D& p)
+    {
         float sum = 0.0f;
         for (const Lobe& l : source.lobes)
         {
@@ -442,9 +456,9 @@ CKXVolumeObject::DenseGrid makeAnatomyGrid()
         for (int j = 0; j < grid.ny; ++j)
             for (int i = 0; i < grid.nx; ++i, ++idx)
             {
-                const QVector3D p = grid.boxMin + QVector3D((i + 0.5f) * step.x(),
-                                                            (j + 0.5f) * step.y(),
-                                                            (k + 0.5f) * step.z());
+                const QVector3D p =
+                    grid.boxMin +
+                    QVector3D((i + 0.5f) * step.x(), (j + 0.5f) * step.y(), (k + 0.5f) * step.z());
                 if (!insideBody(p))
                     continue;
                 float d = insideBody(p, 1.2f) ? 0.2f : 0.3f; // skin a little denser
@@ -457,16 +471,15 @@ CKXVolumeObject::DenseGrid makeAnatomyGrid()
                 // Spine: a chain of vertebrae under the back.
                 const float spineZ = static_cast<float>(pr.zc + 0.62 * pr.hUp);
                 const float vertebra = 0.75f + 0.25f * std::cos(p.x() * 2.0f * float(kPi) / 2.6f);
-                if (s > 0.26 && s < 0.97 &&
-                    std::hypot(p.y(), p.z() - spineZ) < 1.7f * vertebra)
+                if (s > 0.26 && s < 0.97 && std::hypot(p.y(), p.z() - spineZ) < 1.7f * vertebra)
                     d = 1.0f;
                 // Ribs: thin hoops around the chest.
                 if (s > 0.3 && s < 0.56 && std::fmod(std::fabs(p.x()) + 0.3f, 3.1f) < 0.85f)
                 {
-                    const double e = std::pow(p.y() / (0.86 * pr.w), 2.0) +
-                                     std::pow((p.z() - pr.zc) / (0.86 * (p.z() > pr.zc ? pr.hUp
-                                                                                        : pr.hLow)),
-                                              2.0);
+                    const double e =
+                        std::pow(p.y() / (0.86 * pr.w), 2.0) +
+                        std::pow((p.z() - pr.zc) / (0.86 * (p.z() > pr.zc ? pr.hUp : pr.hLow)),
+                                 2.0);
                     if (e > 0.78 && e < 1.0)
                         d = 0.9f;
                 }

@@ -27,10 +27,10 @@ struct OrganPart
 {
     QVector3D centre;
     QVector3D radii;
-    float yawDeg = 0.0f;    // about z
-    float bend = 0.0f;      // y offset per x^2 (mm^-1), in the part's frame
-    float taper = 0.0f;     // y/z shrink towards +x of the part's frame
-    float groove = 0.0f;    // depth of a dorsal midline groove (fraction of the radius)
+    float yawDeg = 0.0f; // about z
+    float bend = 0.0f;   // y offset per x^2 (mm^-1), in the part's frame
+    float taper = 0.0f;  // y/z shrink towards +x of the part's frame
+    float groove = 0.0f; // depth of a dorsal midline groove (fraction of the radius)
 };
 
 struct OrganSpec

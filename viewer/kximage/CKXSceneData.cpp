@@ -139,8 +139,8 @@ void CKXSceneData::build()
         std::make_shared<CKXGeometry>(makeSourceSurface(spec.original, 35.0f)));
     m_pOriginalSurface->setEmission(0.35f);
 
-    m_pVoxelSource = make<CKXVolumeObject>(m_strVoxelSourceName, CKXRole::SourceVolume,
-                                           m_strVoxelSourceName);
+    m_pVoxelSource =
+        make<CKXVolumeObject>(m_strVoxelSourceName, CKXRole::SourceVolume, m_strVoxelSourceName);
     m_pVoxelSource->setSparse(makeSourceVoxels(spec.voxels, 0.9f), 100.0f);
 
     m_pSurfaceSource = make<CKXGroupNode>(m_strSurfaceSourceName, CKXRole::SourceSurfaceGroup,
@@ -303,9 +303,15 @@ void CKXSceneData::objectEdited(CKXRole eRole, const QString& strSourceKey,
     case CKXRole::Mesh:
         switch (eField)
         {
-        case CKXField::Visible: c.meshVisible = st.visible; break;
-        case CKXField::Opacity: c.meshOpacity = percent(st.opacity); break;
-        case CKXField::Color: c.meshColor = color; break;
+        case CKXField::Visible:
+            c.meshVisible = st.visible;
+            break;
+        case CKXField::Opacity:
+            c.meshOpacity = percent(st.opacity);
+            break;
+        case CKXField::Color:
+            c.meshColor = color;
+            break;
         case CKXField::DrawMode:
             setOneHot(st.drawMode, c.meshRenderVertices, c.meshRenderWireframe, c.meshRenderSolid,
                       c.meshRenderWireSolid);
@@ -314,8 +320,11 @@ void CKXSceneData::objectEdited(CKXRole eRole, const QString& strSourceKey,
             setOneHot(st.shadeMode, c.meshShadeBox, c.meshShadeSmoothSolid, c.meshShadeLit,
                       c.meshShadeSolidLit);
             break;
-        case CKXField::PhotonDensityVisible: c.pdMap.visible() = m_pMesh->isPhotonDensityShown(); break;
-        default: break;
+        case CKXField::PhotonDensityVisible:
+            c.pdMap.visible() = m_pMesh->isPhotonDensityShown();
+            break;
+        default:
+            break;
         }
         break;
     case CKXRole::Organ:
@@ -326,7 +335,9 @@ void CKXSceneData::objectEdited(CKXRole eRole, const QString& strSourceKey,
             if (eRole == CKXRole::OrganGroup)
                 c.organsVisible = st.visible;
             break;
-        case CKXField::Opacity: c.organOpacity = percent(st.opacity); break;
+        case CKXField::Opacity:
+            c.organOpacity = percent(st.opacity);
+            break;
         case CKXField::DrawMode:
             setOneHot(st.drawMode, c.organRenderVertices, c.organRenderWireframe,
                       c.organRenderSolid, c.organRenderWireSolid);
@@ -335,7 +346,8 @@ void CKXSceneData::objectEdited(CKXRole eRole, const QString& strSourceKey,
             setOneHot(st.shadeMode, c.organShadeBox, c.organShadeSmoothSolid, c.organShadeLit,
                       c.organShadeSolidLit);
             break;
-        default: break;
+        default:
+            break;
         }
         break;
     case CKXRole::SourceSurface:
@@ -346,9 +358,15 @@ void CKXSceneData::objectEdited(CKXRole eRole, const QString& strSourceKey,
         tag_s3DSourceControls& s = c.sourceControls[strSourceKey];
         switch (eField)
         {
-        case CKXField::Visible: s.surfaceVisible = st.visible; break;
-        case CKXField::Opacity: s.surfaceOpacity = percent(st.opacity); break;
-        case CKXField::Color: s.surfaceColor = color; break;
+        case CKXField::Visible:
+            s.surfaceVisible = st.visible;
+            break;
+        case CKXField::Opacity:
+            s.surfaceOpacity = percent(st.opacity);
+            break;
+        case CKXField::Color:
+            s.surfaceColor = color;
+            break;
         case CKXField::DrawMode:
             s.drawMode = st.drawMode;
             setOneHot(st.drawMode, s.surfRenderVertices, s.surfRenderWireframe, s.surfRenderSolid,
@@ -359,7 +377,8 @@ void CKXSceneData::objectEdited(CKXRole eRole, const QString& strSourceKey,
             setOneHot(st.shadeMode, s.surfShadeBox, s.surfShadeSmoothSolid, s.surfShadeLit,
                       s.surfShadeSolidLit);
             break;
-        default: break;
+        default:
+            break;
         }
         break;
     }
@@ -375,33 +394,50 @@ void CKXSceneData::objectEdited(CKXRole eRole, const QString& strSourceKey,
         const CKXVolumeState& v = *pVolume;
         switch (eField)
         {
-        case CKXField::Visible: s.volumeVisible = st.visible; break;
-        case CKXField::VolumeOpacity: s.volumeOpacity = percent(v.voxelOpacity); break;
-        case CKXField::Mip: s.volumeMip = v.mip; break;
-        case CKXField::Thresholding: s.volumeThreshold = v.thresholding; break;
+        case CKXField::Visible:
+            s.volumeVisible = st.visible;
+            break;
+        case CKXField::VolumeOpacity:
+            s.volumeOpacity = percent(v.voxelOpacity);
+            break;
+        case CKXField::Mip:
+            s.volumeMip = v.mip;
+            break;
+        case CKXField::Thresholding:
+            s.volumeThreshold = v.thresholding;
+            break;
         case CKXField::Threshold:
         {
             s.intensityValue = static_cast<double>(v.threshold);
             const double range = s.intensityMax - s.intensityMin;
             if (range > 0.0)
-                s.intensitySlider = std::clamp(
-                    static_cast<int>(std::lround(100.0 * (s.intensityValue - s.intensityMin) / range)),
-                    s.intensitySliderMin, s.intensitySliderMax);
+                s.intensitySlider =
+                    std::clamp(static_cast<int>(std::lround(
+                                   100.0 * (s.intensityValue - s.intensityMin) / range)),
+                               s.intensitySliderMin, s.intensitySliderMax);
             break;
         }
-        case CKXField::VoxelType: s.voxelType = v.voxelType; break;
-        case CKXField::LogScale: s.volumeLogScale = v.logScale; break;
-        case CKXField::Reversed: s.volumeReverse() = v.reversed; break;
+        case CKXField::VoxelType:
+            s.voxelType = v.voxelType;
+            break;
+        case CKXField::LogScale:
+            s.volumeLogScale = v.logScale;
+            break;
+        case CKXField::Reversed:
+            s.volumeReverse() = v.reversed;
+            break;
         case CKXField::ColorTable:
             s.voxelColor = v.colorTable;
             s.colorMin = static_cast<float>(v.colorMin);
             s.colorMax = static_cast<float>(v.colorMax);
             break;
-        default: break;
+        default:
+            break;
         }
         break;
     }
-    case CKXRole::MultimodalityVolume: break; // not part of the palette's controls
+    case CKXRole::MultimodalityVolume:
+        break; // not part of the palette's controls
     }
     changed();
 }
@@ -440,8 +476,8 @@ void CKXSceneData::applyControls(const tag_s3Dcontrols& controls)
                         c.meshRenderWireSolid);
         m >= 0)
         m_pMesh->setDrawMode(m);
-    if (int m = lastSet(c.meshShadeBox, c.meshShadeSmoothSolid, c.meshShadeLit,
-                        c.meshShadeSolidLit);
+    if (int m =
+            lastSet(c.meshShadeBox, c.meshShadeSmoothSolid, c.meshShadeLit, c.meshShadeSolidLit);
         m >= 0)
         m_pMesh->setShadeMode(m);
     m_pMesh->showPhotonDensity(c.pdMap.visible());

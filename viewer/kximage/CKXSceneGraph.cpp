@@ -128,10 +128,12 @@ CKXMeshObject::CKXMeshObject(CKXSceneData* pScene, const QString& strName,
     : CKXObjectImpl<C3DMesh>(pScene, strName, CKXRole::Mesh, QString()),
       m_pGeometry(std::move(pGeometry)), m_image(std::move(photonDensity))
 {
-    m_palette.setChangeListener([this](CKXPalette* p) {
-        if (m_pScene)
-            m_pScene->paletteEdited(p);
-    });
+    m_palette.setChangeListener(
+        [this](CKXPalette* p)
+        {
+            if (m_pScene)
+                m_pScene->paletteEdited(p);
+        });
 }
 
 bool CKXMeshObject::isPhotonDensityMappingValid() const
@@ -218,8 +220,8 @@ CKXVolumeObject::CKXVolumeObject(CKXSceneData* pScene, const QString& strName, C
 {
 }
 
-#define KX_VOLUME_EDIT(field)                                                                     \
-    if (m_pScene)                                                                                 \
+#define KX_VOLUME_EDIT(field)                                                                      \
+    if (m_pScene)                                                                                  \
         m_pScene->objectEdited(m_eRole, m_strSourceKey, m_state, &m_volume, field);
 
 void CKXVolumeObject::setDymaicOpaque(float fOpacity)

@@ -24,8 +24,8 @@ class CKXSceneData;
 // Indexed triangles with per-vertex normals, in the subject's anatomical frame (millimetres).
 struct CKXGeometry
 {
-    std::vector<float> positions; // x, y, z per vertex
-    std::vector<float> normals;   // unit normal per vertex
+    std::vector<float> positions;  // x, y, z per vertex
+    std::vector<float> normals;    // unit normal per vertex
     std::vector<unsigned> indices; // three per triangle
     QVector3D boxMin;
     QVector3D boxMax;
@@ -91,8 +91,7 @@ struct CKXObjectState
 };
 
 // Implements C3DObject (and C3DSGNode) for a node class derived from it.
-template <class Base>
-class CKXObjectImpl : public Base
+template <class Base> class CKXObjectImpl : public Base
 {
 public:
     CKXObjectImpl(CKXSceneData* pScene, QString strName, CKXRole eRole, QString strSourceKey)
@@ -247,8 +246,8 @@ public:
     struct SparseVoxels
     {
         std::vector<float> voxels; // x, y, z, intensity per voxel, brightest first
-        float voxelSize = 1.0f;     // edge length, mm
-        QVector3D centre;           // intensity-weighted centre
+        float voxelSize = 1.0f;    // edge length, mm
+        QVector3D centre;          // intensity-weighted centre
         float radius = 0.0f;
     };
     struct DenseGrid

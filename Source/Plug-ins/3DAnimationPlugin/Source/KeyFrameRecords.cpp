@@ -17,10 +17,8 @@ SSpKeyFrameAttributes::~SSpKeyFrameAttributes() = default;
 
 sSeqKeyFrameAttributes::sSeqKeyFrameAttributes(QMap<QString, SSpKeyFrameAttributes> keyFrames_,
                                                SSpKeyFrameAttributes viewState_, int frameRate,
-                                               int duration, int frameFactor,
-                                               int timeScalePosition)
-    : keyFrames(std::move(keyFrames_)), viewState(std::move(viewState_)),
-      controlValue1(frameRate), controlValue2(duration), controlValue3(frameFactor),
-      controlValue4(timeScalePosition)
+                                               int duration, int frameFactor, int timeScalePosition)
+    : keyFrames(std::move(keyFrames_)), viewState(std::move(viewState_)), controlValue1(frameRate),
+      controlValue2(duration), controlValue3(frameFactor), controlValue4(timeScalePosition)
 {
 }

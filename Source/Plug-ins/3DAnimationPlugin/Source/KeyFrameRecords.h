@@ -38,7 +38,7 @@ struct S3DToolsPDMapData
     float spinBoxMax = 100.0f;
     float spinBoxMin = 0.0f;
     float spinBoxValue = 0.0f;
-    int intTail = 0;  // host
+    int intTail = 0;   // host
     int percent = 100; // host
 
     // Named views of the flag array.
@@ -88,10 +88,10 @@ struct tag_s3DSourceControls
     int surfaceOpacityMax = 100;
     bool surfaceGroupEnabled = false;
     bool surfaceVisible = false;
-    bool volumeMip = false;         // maximum intensity projection
-    double sourceValue = 0.0;       // host
-    float sourceFloatValue = 0.0f;  // host
-    bool volumeFlags[8] = {};       // host
+    bool volumeMip = false;        // maximum intensity projection
+    double sourceValue = 0.0;      // host
+    float sourceFloatValue = 0.0f; // host
+    bool volumeFlags[8] = {};      // host
     bool volumeGroup = false;
     bool volumeThreshold = false;
     bool volumeLogScale = false;
@@ -144,19 +144,19 @@ struct tag_s3Dcontrols
     bool extraRenderFlags[8] = {}; // host
     int controlMode = 0;           // host
     bool meshVisible = true;
-    bool displayFlags[16] = {};    // host
-    int intSettings[3] = {};       // host
-    int meshOpacity = 0;           // percent
-    int intSettings2[2] = {};      // host
+    bool displayFlags[16] = {};     // host
+    int intSettings[3] = {};        // host
+    int meshOpacity = 0;            // percent
+    int intSettings2[2] = {};       // host
     double doubleSettings[12] = {}; // host
-    QString name1;                 // host
-    bool flagA = false;            // host
-    bool flagB = false;            // host
-    QString name2;                 // host
-    bool organFlag = false;        // host
-    bool organsVisible = false;    // organs shown as a whole
-    int organOpacity = 0;          // percent
-    bool tailFlags[4] = {};        // host
+    QString name1;                  // host
+    bool flagA = false;             // host
+    bool flagB = false;             // host
+    QString name2;                  // host
+    bool organFlag = false;         // host
+    bool organsVisible = false;     // organs shown as a whole
+    int organOpacity = 0;           // percent
+    bool tailFlags[4] = {};         // host
     S3DToolsPDMapData pdMap;
     QString name3; // the current 3D source, a key of sourceControls
     QMap<QString, tag_s3DSourceControls> sourceControls; // keyed by source name ("Original", ...)
@@ -201,21 +201,21 @@ struct sSeqKeyFrameAttributes
                            int frameFactor, int timeScalePosition);
 
     QMap<QString, SSpKeyFrameAttributes> keyFrames; // by key frame name
-    SSpKeyFrameAttributes viewState;                 // the view before the first key frame
-    int controlValue1 = 10; // frames per second
-    int controlValue2 = 5;  // duration, seconds
-    int controlValue3 = 1;  // frame factor
-    int controlValue4 = 0;  // time scale position
+    SSpKeyFrameAttributes viewState;                // the view before the first key frame
+    int controlValue1 = 10;                         // frames per second
+    int controlValue2 = 5;                          // duration, seconds
+    int controlValue3 = 1;                          // frame factor
+    int controlValue4 = 0;                          // time scale position
 };
 
 // Movie parameters kept for the host's movie interface during a recording.
 struct sMovieDetails
 {
-    int durationMs = 0;     // animation duration in milliseconds
-    int durationTicks = 0;  // 100 x duration in seconds
-    int width = 0;          // 3D view width, pixels
-    int height = 0;         // 3D view height, pixels
-    int frameRate = 25;     // frames per second
+    int durationMs = 0;    // animation duration in milliseconds
+    int durationTicks = 0; // 100 x duration in seconds
+    int width = 0;         // 3D view width, pixels
+    int height = 0;        // 3D view height, pixels
+    int frameRate = 25;    // frames per second
 };
 
 // The movie types the host can write: extensions ("mp4") and file dialog filters.
