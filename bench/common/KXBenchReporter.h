@@ -48,4 +48,16 @@ private:
     std::set<std::string> m_setMeanSeen;
 };
 
+// Runs the registered benchmarks through `reporter`, which then holds their figures. False
+// when the command line holds an argument the benchmark library does not know.
+inline bool kxRunBenchmarks(int* pArgc, char** argv, CKXBenchReporter& reporter)
+{
+    benchmark::Initialize(pArgc, argv);
+    if (benchmark::ReportUnrecognizedArguments(*pArgc, argv))
+        return false;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return true;
+}
+
 #endif // KXBENCHREPORTER_H

@@ -142,12 +142,9 @@ BENCHMARK(BM_plain_float_slerp);
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
     CKXBenchReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    if (!kxRunBenchmarks(&argc, argv, reporter))
+        return 1;
 
     double const dOurs = reporter.nsPerCall("BM_unitquaternion_slerp");
     double const dTextbook = reporter.nsPerCall("BM_textbook_slerp");

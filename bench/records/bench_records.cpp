@@ -108,12 +108,9 @@ BENCHMARK(BM_StdRecordCopyChangeAppend);
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
     CKXBenchReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    if (!kxRunBenchmarks(&argc, argv, reporter))
+        return 1;
     kxBenchResult("key frame record copy", reporter.nsPerCall("BM_RecordCopy"), "ns",
                   "same record, std containers", reporter.nsPerCall("BM_StdRecordCopy"),
                   EKXBetter::Lower);
