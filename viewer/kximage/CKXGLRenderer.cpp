@@ -332,12 +332,13 @@ void CKXGLRenderer::render(const CKXCamera& camera)
     const QMatrix4x4 mvp = camera.projection * modelView;
     m_mvp = mvp;
     m_eyeInModel = modelView.inverted().map(QVector3D(0, 0, 0));
-    auto setCommonSurfaceUniforms = [&]
+    // Surfaces and voxels are lit in eye space: both programs take the same camera matrices.
+    auto bindWithCamera = [&](QOpenGLShaderProgram& program)
     {
-        m_pSurfaceProgram->bind();
-        m_pSurfaceProgram->setUniformValue("uMVP", mvp);
-        m_pSurfaceProgram->setUniformValue("uMV", modelView);
-        m_pSurfaceProgram->setUniformValue("uNormalMat", modelView.normalMatrix());
+        program.bind();
+        program.setUniformValue("uMVP", mvp);
+        program.setUniformValue("uMV", modelView);
+        program.setUniformValue("uNormalMat", modelView.normalMatrix());
     };
 
     auto drawItem = [&](const Item& item)
@@ -347,7 +348,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         case Item::Mesh:
         {
             const auto* m = static_cast<const CKXMeshObject*>(item.object);
-            setCommonSurfaceUniforms();
+            bindWithCamera(*m_pSurfaceProgram);
             if (m->state().shadeMode == 0)
                 drawBox(camera, m->geometry(), m->state().color, m->state().opacity);
             else
@@ -368,7 +369,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         case Item::SourceSurface:
         {
             const auto* s = static_cast<const CKXSurfaceObject*>(item.object);
-            setCommonSurfaceUniforms();
+            bindWithCamera(*m_pSurfaceProgram);
             if (s->state().shadeMode == 0)
                 drawBox(camera, s->geometry(), s->state().color, s->state().opacity);
             else
@@ -378,10 +379,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         }
         case Item::Voxels:
         {
-            m_pVoxelProgram->bind();
-            m_pVoxelProgram->setUniformValue("uMVP", mvp);
-            m_pVoxelProgram->setUniformValue("uMV", modelView);
-            m_pVoxelProgram->setUniformValue("uNormalMat", modelView.normalMatrix());
+            bindWithCamera(*m_pVoxelProgram);
             m_pVoxelProgram->setUniformValue("uPointPixels",
                                              camera.projection(1, 1) * camera.pixelHeight * 0.5f);
             drawVoxels(camera, *static_cast<const CKXVolumeObject*>(item.object));
