@@ -7,6 +7,7 @@
 
 #include "C3DMesh.h"
 #include "C3DVolume.h"
+#include "CKXGeometry.h"
 #include "CKXPalette.h"
 #include "CKXScalarImage.h"
 
@@ -20,34 +21,6 @@
 #include <vector>
 
 class CKXSceneData;
-
-// Indexed triangles with per-vertex normals, in the subject's anatomical frame (millimetres).
-struct CKXGeometry
-{
-    std::vector<float> positions;  // x, y, z per vertex
-    std::vector<float> normals;    // unit normal per vertex
-    std::vector<unsigned> indices; // three per triangle
-    QVector3D boxMin;
-    QVector3D boxMax;
-
-    int vertexCount() const { return static_cast<int>(positions.size() / 3); }
-    int triangleCount() const { return static_cast<int>(indices.size() / 3); }
-    QVector3D vertex(int i) const
-    {
-        return QVector3D(positions[3 * i], positions[3 * i + 1], positions[3 * i + 2]);
-    }
-    QVector3D centre() const { return 0.5f * (boxMin + boxMax); }
-    float radius() const { return 0.5f * (boxMax - boxMin).length(); }
-
-    int addVertex(const QVector3D& p);
-    void addTriangle(int a, int b, int c);
-    void append(const CKXGeometry& other);
-    // Reverses every triangle when the enclosed signed volume is negative, so that a closed
-    // surface winds counter-clockwise seen from outside (back-face culling relies on it).
-    void orientOutward();
-    // Area-weighted vertex normals from the triangles, then the bounding box.
-    void finish();
-};
 
 // What a node reports to its scene.
 enum class CKXField
