@@ -2,6 +2,8 @@
 // installed FFmpeg.
 #include "CKXSMovieExporter.h"
 
+#include "KXAutomation.h"
+
 extern "C"
 {
 #include <libavcodec/avcodec.h>
@@ -47,6 +49,10 @@ CKXSMovieExporter::~CKXSMovieExporter() = default;
 
 sMovieTypes CKXSMovieExporter::populateMovieTypes()
 {
+    if (CKXAutomation::noMovieTypes())
+    {
+        return sMovieTypes();
+    }
     // The installed FFmpeg does not change while the viewer runs.
     static const sMovieTypes s_types = findMovieTypes();
     return s_types;

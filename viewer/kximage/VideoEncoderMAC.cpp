@@ -11,6 +11,7 @@
 #include "VideoEncoderMAC.h"
 
 #include "CKXSLog.h"
+#include "KXAutomation.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -499,6 +500,16 @@ bool VideoEncoderMAC::createMovieFile(const QString& strFileName, unsigned nWidt
 {
     close();
     installFfmpegLogForwarding();
+    if (CKXAutomation::isEnabled())
+    {
+        SKXRecordedMovie movie;
+        movie.strFileName = strFileName;
+        movie.size = QSize(static_cast<int>(nWidth), static_cast<int>(nHeight));
+        movie.nBitRate = nBitRate;
+        movie.nKeyFrameInterval = nKeyFrameInterval;
+        movie.nQuality = nQuality;
+        CKXAutomation::recordMovie(movie);
+    }
     Private& d = *m_pPrivate;
     d.m_bOpen = d.open(strFileName, nWidth, nHeight, nBitRate, nKeyFrameInterval, nQuality);
     d.m_bCreateFailed = !d.m_bOpen;
@@ -512,6 +523,10 @@ bool VideoEncoderMAC::createMovieFile(const QString& strFileName, unsigned nWidt
 
 bool VideoEncoderMAC::encodeImage(const QImage& image)
 {
+    if (CKXAutomation::isEnabled())
+    {
+        CKXAutomation::recordMovieFrame(image.size());
+    }
     Private& d = *m_pPrivate;
     if (!d.m_bOpen)
     {

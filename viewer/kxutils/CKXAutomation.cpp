@@ -10,8 +10,27 @@ namespace
 {
 bool g_bEnabled = false;
 bool g_bEcho = false;
-QQueue<QString> g_queueFileNames;
+bool g_bNoMovieTypes = false;
+struct SFileAnswer
+{
+    QString strFileName;
+    bool bChosen; // false: the user cancelled
+};
+QQueue<SFileAnswer> g_queueFileNames;
 QList<SKXRecordedMessage> g_listMessages;
+QList<SKXRecordedFileDialog> g_listFileDialogs;
+QList<int> g_listProcessTypes;
+QList<SKXRecordedMovie> g_listMovies;
+
+// A long unattended run must not grow without bound: the oldest entries go first.
+template <typename T> void appendBounded(QList<T>& list, const T& value)
+{
+    if (list.size() >= CKXAutomation::maxRecordedMessages())
+    {
+        list.removeFirst();
+    }
+    list.append(value);
+}
 } // namespace
 
 void CKXAutomation::setEnabled(bool bEnabled)
@@ -36,7 +55,13 @@ bool CKXAutomation::echoToStderr()
 
 void CKXAutomation::enqueueFileName(const QString& strFileName)
 {
-    g_queueFileNames.enqueue(strFileName);
+    // An empty name is what a cancelled dialog leaves.
+    g_queueFileNames.enqueue(SFileAnswer{strFileName, !strFileName.isEmpty()});
+}
+
+void CKXAutomation::enqueueEmptyChoice()
+{
+    g_queueFileNames.enqueue(SFileAnswer{QString(), true});
 }
 
 int CKXAutomation::pendingFileNames()
@@ -55,18 +80,18 @@ bool CKXAutomation::takeFileName(QString& strFileName)
     {
         return false;
     }
-    strFileName = g_queueFileNames.dequeue();
+    const SFileAnswer answer = g_queueFileNames.dequeue();
+    if (!answer.bChosen)
+    {
+        return false;
+    }
+    strFileName = answer.strFileName;
     return true;
 }
 
 void CKXAutomation::recordMessage(const QString& strTitle, const QString& strText)
 {
-    // A long unattended run must not grow without bound: the oldest messages go first.
-    if (g_listMessages.size() >= maxRecordedMessages())
-    {
-        g_listMessages.removeFirst();
-    }
-    g_listMessages.append(SKXRecordedMessage{strTitle, strText});
+    appendBounded(g_listMessages, SKXRecordedMessage{strTitle, strText});
     if (g_bEcho)
     {
         std::fprintf(stderr, "[%s] %s\n", strTitle.toLocal8Bit().constData(),
@@ -85,6 +110,55 @@ void CKXAutomation::clearMessages()
     g_listMessages.clear();
 }
 
+void CKXAutomation::recordFileDialog(const SKXRecordedFileDialog& dialog)
+{
+    appendBounded(g_listFileDialogs, dialog);
+}
+
+QList<SKXRecordedFileDialog> CKXAutomation::fileDialogs()
+{
+    return g_listFileDialogs;
+}
+
+void CKXAutomation::recordProcessType(int nType)
+{
+    appendBounded(g_listProcessTypes, nType);
+}
+
+QList<int> CKXAutomation::processTypes()
+{
+    return g_listProcessTypes;
+}
+
+void CKXAutomation::recordMovie(const SKXRecordedMovie& movie)
+{
+    appendBounded(g_listMovies, movie);
+}
+
+void CKXAutomation::recordMovieFrame(const QSize& frameSize)
+{
+    if (!g_listMovies.isEmpty())
+    {
+        ++g_listMovies.last().nFrames;
+        g_listMovies.last().lastFrameSize = frameSize;
+    }
+}
+
+QList<SKXRecordedMovie> CKXAutomation::movies()
+{
+    return g_listMovies;
+}
+
+void CKXAutomation::setNoMovieTypes(bool bNone)
+{
+    g_bNoMovieTypes = bNone;
+}
+
+bool CKXAutomation::noMovieTypes()
+{
+    return g_bEnabled && g_bNoMovieTypes;
+}
+
 bool CKXAutomation::requestAbort()
 {
     return CKXProgressDisplay::instance()->abort();
@@ -99,5 +173,9 @@ void CKXAutomation::reset()
 {
     g_queueFileNames.clear();
     g_listMessages.clear();
+    g_listFileDialogs.clear();
+    g_listProcessTypes.clear();
+    g_listMovies.clear();
+    g_bNoMovieTypes = false;
     CKXProgressDisplay::instance()->abortAfterMessages(0);
 }

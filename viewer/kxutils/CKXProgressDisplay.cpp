@@ -71,6 +71,7 @@ void CKXProgressDisplay::start(int nSteps, int nType, bool bShowSteps,
 
     if (CKXAutomation::isEnabled() || !qApp)
     {
+        CKXAutomation::recordProcessType(nType);
         return;
     }
     showDialog();

@@ -49,14 +49,16 @@ int CKXSFileDialog::getSaveFileName(QWidget* pParent, const QString& strCaption,
 {
     if (CKXAutomation::isEnabled() || !qApp)
     {
+        CKXAutomation::recordFileDialog(
+            SKXRecordedFileDialog{true, strCaption, strFilters, strExtensions});
         QString strQueued;
-        if (!CKXAutomation::takeFileName(strQueued) || strQueued.isEmpty())
+        if (!CKXAutomation::takeFileName(strQueued))
         {
             return 1;
         }
         // A queued name is the user's final answer; only a name without any suffix gets the
         // first filter's extension, as if typed with the first filter selected.
-        strFileName = QFileInfo(strQueued).suffix().isEmpty()
+        strFileName = QFileInfo(strQueued).suffix().isEmpty() && !strQueued.isEmpty()
                           ? withExtension(strQueued, strExtensions, 0)
                           : strQueued;
         return 0;
@@ -86,8 +88,10 @@ int CKXSFileDialog::getOpenFileName(QWidget* pParent, const QString& strCaption,
     {
         // The queued name is returned as given, even when it does not exist: the caller's own
         // open error is what a vanished file would produce too.
+        CKXAutomation::recordFileDialog(
+            SKXRecordedFileDialog{false, strCaption, strFilters, QStringList()});
         QString strQueued;
-        if (!CKXAutomation::takeFileName(strQueued) || strQueued.isEmpty())
+        if (!CKXAutomation::takeFileName(strQueued))
         {
             return 1;
         }

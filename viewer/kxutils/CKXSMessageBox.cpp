@@ -16,7 +16,9 @@ int CKXSMessageBox::information(QWidget* pParent, const QString& strTitle, const
     if (CKXAutomation::isEnabled() || !qApp)
     {
         // Nobody answers: record it and take the default button, as a user pressing Enter would.
-        CKXAutomation::recordMessage(strShownTitle, strText);
+        // The title is recorded as the caller passed it, so that a caller relying on the
+        // substitute above shows up.
+        CKXAutomation::recordMessage(strTitle, strText);
         return nDefaultButton;
     }
 
