@@ -4,6 +4,7 @@
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 #include "CKXSampleScene.h"
+#include "CKXUtilityFns.h"
 #include "KeyFrameFileReader.h"
 
 #include <QAction>
@@ -19,7 +20,11 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <pwd.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace
 {
@@ -81,6 +86,8 @@ protected:
         for (const SKXRecordedMessage& message : CKXAutomation::messages())
         {
             texts << message.strText;
+            EXPECT_EQ(message.strTitle, CKXUtilityFns::getAppName())
+                << message.strText.toStdString();
         }
         return texts;
     }
@@ -347,4 +354,86 @@ TEST_F(PluginFilesTest, UnreadableDocumentsEmptyTheListWithoutAMessage)
     // An older-generation file loads with its own key frames.
     EXPECT_TRUE(loadFrom(QStringLiteral(KX_TEST_DATA_DIR "/older_generation.vkf")).isEmpty());
     EXPECT_GT(m_pList->count(), 0);
+}
+
+// The file dialogs as the user sees them: captions, the key frame filter and its extension.
+TEST_F(PluginFilesTest, FileDialogsOfferKeyFrameFiles)
+{
+    addDistinctKeyFrames(2);
+    saveAs(QString());
+    loadFrom(QString());
+    const QList<SKXRecordedFileDialog> dialogs = CKXAutomation::fileDialogs();
+    ASSERT_EQ(dialogs.size(), 2);
+    EXPECT_TRUE(dialogs[0].bSave);
+    EXPECT_EQ(dialogs[0].strCaption, "Save Key Frames");
+    EXPECT_EQ(dialogs[0].listExtensions, QStringList("vkf"));
+    EXPECT_FALSE(dialogs[1].bSave);
+    EXPECT_EQ(dialogs[1].strCaption, "Load Key Frames");
+    for (const SKXRecordedFileDialog& dialog : dialogs)
+    {
+        EXPECT_EQ(dialog.listFilters, QStringList("Tessaly Key Frame File (*.vkf)"));
+    }
+}
+
+// A file the user may write, in a folder they may not (someone else's shared folder): the
+// save rewrites the file in place. Root may write any folder, so the save runs in a child
+// process as an unprivileged user; the child only calls the slot and exits, without touching
+// the display connection it shares with this process.
+TEST_F(PluginFilesTest, SaveRewritesAWritableFileInAFolderTheUserMayNotWrite)
+{
+    addDistinctKeyFrames(2);
+    const passwd* pUser = getpwnam("nobody");
+    ASSERT_NE(pUser, nullptr);
+    ASSERT_NE(pUser->pw_uid, 0u);
+    const uid_t nUid = pUser->pw_uid;
+    const gid_t nGid = pUser->pw_gid;
+    const QString strFolder = path("shared");
+    ASSERT_TRUE(QDir().mkdir(strFolder));
+    ASSERT_EQ(chmod(QFile::encodeName(m_dir.path()).constData(), 0755), 0);
+    ASSERT_EQ(chmod(QFile::encodeName(strFolder).constData(), 0755), 0);
+    const QString strMine = strFolder + "/mine.vkf";
+    const QString strTheirs = strFolder + "/theirs.vkf";
+    const QByteArray old = "<!-- an older and much longer save -->\n" + QByteArray(100000, ' ');
+    writeAll(strMine, old);
+    writeAll(strTheirs, old);
+    ASSERT_EQ(chown(QFile::encodeName(strMine).constData(), nUid, nGid), 0);
+
+    const pid_t nChild = fork();
+    ASSERT_GE(nChild, 0);
+    if (nChild == 0)
+    {
+        if (setgid(nGid) != 0 || setuid(nUid) != 0 ||
+            access(QFile::encodeName(strFolder), W_OK) == 0)
+        {
+            _exit(100);
+        }
+        int nResult = 0;
+        const QString cases[][2] = {{strMine, kSaved}, {strTheirs, kCannotSave}};
+        for (int i = 0; i < 2; ++i)
+        {
+            CKXAutomation::clearMessages();
+            CKXAutomation::enqueueFileName(cases[i][0]);
+            QMetaObject::invokeMethod(m_pDlg, "onClickSaveAnimationButton", Qt::DirectConnection);
+            const QList<SKXRecordedMessage> messages = CKXAutomation::messages();
+            if (messages.size() != 1 || messages[0].strText != cases[i][1])
+            {
+                nResult |= 1 << i;
+            }
+        }
+        _exit(nResult);
+    }
+    int nStatus = -1;
+    ASSERT_EQ(waitpid(nChild, &nStatus, 0), nChild);
+    ASSERT_TRUE(WIFEXITED(nStatus));
+    EXPECT_EQ(WEXITSTATUS(nStatus), 0) << "1: not saved, 2: saved over a file the user may not "
+                                          "write, 100: could not drop privileges";
+
+    // The same list saved where nothing stands in the way: nothing of the older text is left.
+    EXPECT_EQ(saveAs(path("reference.vkf")), QStringList(kSaved));
+    EXPECT_EQ(readAll(strMine), readAll(path("reference.vkf")));
+    struct stat info = {};
+    ASSERT_EQ(stat(QFile::encodeName(strMine).constData(), &info), 0);
+    EXPECT_EQ(info.st_uid, nUid) << "rewritten in place, not replaced";
+    EXPECT_EQ(readAll(strTheirs), old);
+    EXPECT_EQ(QDir(strFolder).entryList(QDir::Files), QStringList({"mine.vkf", "theirs.vkf"}));
 }

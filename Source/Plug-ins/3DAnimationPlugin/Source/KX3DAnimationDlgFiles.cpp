@@ -37,11 +37,16 @@ tag_s3Dcontrols sceneControls(const CKXSChildWindow* pWindow)
 
 // Writes the whole text or nothing: the text goes to a temporary file beside the target that
 // replaces it only once everything is on disk, so a failure part way (full disk, vanished
-// directory) leaves an existing file exactly as it was.
-bool writeFileAtomically(const QString& strFileName, const QString& strText)
+// directory) leaves an existing file exactly as it was. Where the folder takes no new file but
+// the existing file may be written (a shared file in someone else's folder), the file is
+// rewritten in place instead, as the user expects of a file they may write; only then can a
+// failure part way leave it incomplete.
+bool replaceFileContents(const QString& strFileName, const QString& strText)
 {
     QSaveFile file(strFileName);
-    if (!file.open(QIODevice::WriteOnly))
+    file.setDirectWriteFallback(true);
+    // Truncate: rewritten in place, a longer older text must not outlive the new one.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
     {
         return false;
     }
@@ -178,7 +183,7 @@ void CKX3DAnimationDlg::onClickSaveAnimationButton()
         refreshSeqStatus(); // a row without a record got a default one, which was written
     }
 
-    if (!writeFileAtomically(strFileName, strText))
+    if (!replaceFileContents(strFileName, strText))
     {
         showMessage(tr("Error. Failed to save the file."));
         return;
