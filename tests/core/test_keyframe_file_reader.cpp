@@ -119,6 +119,50 @@ TEST(KeyFrameFileReader, RoundTripKeepsTheCarriedFields)
     EXPECT_NE(lines[0].section(' ', 3), lines[1].section(' ', 3)); // the scene's second source
 }
 
+// Older files hold opacities as float fractions: times 100 in float arithmetic, truncated, so
+// 0.57 is 57 where double arithmetic gives 56.99... and 56. Spin box values go out in the DOM's
+// float form and come back through integer conversion: large whole values keep their digits until
+// that form turns to an exponent (1e8), which reads as 0, and any fraction reads as 0.
+TEST(KeyFrameFileReader, OpacityAndSpinBoxConversionsKeepTheirQuirks)
+{
+    const struct
+    {
+        const char* m_pszFraction;
+        int m_nPercent;
+    } older[] = {{"0.57", 57}, {"0.29", 29}, {"0.58", 58}, {"0.759", 75}, {"1", 100}};
+    for (const auto& c : older)
+    {
+        const KeyFrames loaded =
+            read(QStringLiteral("<!DOCTYPE KX3D.KeyFrameAnimation.Data><r><k mesh_opacity='%1' "
+                                "organ_opacity='%1'><q x='0' y='0' z='0' w='1'/></k></r>")
+                     .arg(c.m_pszFraction));
+        ASSERT_EQ(loaded.size(), 1);
+        EXPECT_EQ(loaded[0].controls.meshOpacity, c.m_nPercent) << c.m_pszFraction;
+        EXPECT_EQ(loaded[0].controls.organOpacity, c.m_nPercent) << c.m_pszFraction;
+    }
+
+    const struct
+    {
+        float m_fWritten;
+        float m_fRead;
+    } spinBox[] = {{100000.0f, 100000.0f},     {123456.0f, 123456.0f}, {100000.25f, 0.0f},
+                   {12345678.0f, 12345678.0f}, {2500000.5f, 0.0f},     {1e8f, 0.0f}};
+    const QStringList rows = {"Key Frame 1", "Key Frame 2"};
+    for (const auto& c : spinBox)
+    {
+        QMap<QString, SSpKeyFrameAttributes> map = {{rows[0], makeKeyFrame(0, 0)},
+                                                    {rows[1], makeKeyFrame(100, 1)}};
+        S3DToolsPDMapData& pd = map[rows[1]].controls.pdMap;
+        pd.spinBoxValue = pd.spinBoxMin = pd.spinBoxMax = c.m_fWritten;
+        const KeyFrames loaded = read(CKeyFrameFileWriter::write(rows, map, {"Original"}));
+        ASSERT_EQ(loaded.size(), 2);
+        const S3DToolsPDMapData& back = loaded[1].controls.pdMap;
+        EXPECT_EQ(back.spinBoxValue, c.m_fRead) << c.m_fWritten;
+        EXPECT_EQ(back.spinBoxMin, c.m_fRead) << c.m_fWritten;
+        EXPECT_EQ(back.spinBoxMax, c.m_fRead) << c.m_fWritten;
+    }
+}
+
 // Missing source indices are read a run at a time; explicit empty elements make the reader go
 // through every index, which is the index-by-index loop.
 TEST(KeyFrameFileReader, SkippedSourceIndicesEqualTheFullLoop)
@@ -194,7 +238,13 @@ TEST(KeyFrameFilePreScan, CountsDepthAndItemsLexically)
         {"<a x='>' y=\"<b>\"><!-- <b><c> --><![CDATA[<b><c>]]><?p <b><c>?></a>", 1, 100,
          EPreScanResult::Acceptable},
         {"<!DOCTYPE a [<!ELEMENT a ANY><?p ]><b>?>]><a></a>", 1, 100, EPreScanResult::Acceptable},
-        {"<a><!-- <!ENTITY x 'y'> --></a>", 5, 100, EPreScanResult::DeclaresEntities},
+        // Only a comment of the document body may mention an entity declaration.
+        {"<a><!-- <!ENTITY x 'y'> --></a><!--<!ENTITY-->", 5, 100, EPreScanResult::Acceptable},
+        {"<!DOCTYPE a [<!ENTITY x 'y'>]><a><!-- <!ENTITY --></a>", 5, 100,
+         EPreScanResult::DeclaresEntities},
+        {"<!DOCTYPE a [<!-- <!ENTITY x 'y'> -->]><a/>", 5, 100, EPreScanResult::DeclaresEntities},
+        {"<a x='<!ENTITY'/><!-- <!ENTITY -->", 5, 100, EPreScanResult::DeclaresEntities},
+        {"<a><![CDATA[<!ENTITY]]></a>", 5, 100, EPreScanResult::DeclaresEntities},
         {"<a b='1' c='2'/>", 5, 3, EPreScanResult::Acceptable},
         {"<a b='1' c='2' d='3'/>", 5, 3, EPreScanResult::TooManyItems},
         {"<a><!----><!----><!----></a>", 5, 3, EPreScanResult::TooManyItems},

@@ -135,13 +135,11 @@ int CKeyFrameFilePreScan::endOfDocType(const QString& strText, int nFrom)
 
 EPreScanResult CKeyFrameFilePreScan::scan(const QString& strText, const SPreScanLimits& limits)
 {
-    // Entities can only be declared in the document type; a raw "<!ENTITY" anywhere else sits
-    // in a comment, a CDATA section or a processing instruction, which key frame files never
-    // have either, so the whole text is searched.
-    if (strText.contains(QLatin1String("<!ENTITY")))
-    {
-        return EPreScanResult::DeclaresEntities;
-    }
+    // Entities can only be declared in the document type. Every "<!ENTITY" must lie inside a
+    // comment of the document body; anywhere else (the document type, its comments included,
+    // or text the scan did not reach) refuses the document, to be safe.
+    const QLatin1String entity("<!ENTITY");
+    int nEntityAt = strText.indexOf(entity);
     const int nLength = strText.size();
     int nDepth = 0;
     qint64 nItems = 0;
@@ -159,7 +157,8 @@ EPreScanResult CKeyFrameFilePreScan::scan(const QString& strText, const SPreScan
         {
             ++nItems;
         }
-        if (startsAt(strText, nTag, QLatin1String("<!--")))
+        const bool bComment = startsAt(strText, nTag, QLatin1String("<!--"));
+        if (bComment)
         {
             i = pastTerminator(strText, nTag + 4, QLatin1String("-->"));
         }
@@ -194,10 +193,24 @@ EPreScanResult CKeyFrameFilePreScan::scan(const QString& strText, const SPreScan
                 return EPreScanResult::TooDeep;
             }
         }
+        // Past the text before this construct and the construct itself.
+        const int nEnd = i < 0 ? nLength : i;
+        for (; nEntityAt >= 0 && nEntityAt < nEnd;
+             nEntityAt = strText.indexOf(entity, nEntityAt + 1))
+        {
+            if (!bComment || nEntityAt < nTag)
+            {
+                return EPreScanResult::DeclaresEntities;
+            }
+        }
         if (i < 0)
         {
             break; // unterminated markup: the parser refuses the document
         }
+    }
+    if (nEntityAt >= 0)
+    {
+        return EPreScanResult::DeclaresEntities;
     }
     return nItems > limits.m_nMaxItems ? EPreScanResult::TooManyItems : EPreScanResult::Acceptable;
 }

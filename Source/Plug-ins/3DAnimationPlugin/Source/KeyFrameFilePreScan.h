@@ -2,7 +2,8 @@
 // that would make the parser exhaust memory or the stack:
 // - entity declarations: the parser expands internal entities; it stops a single entity at
 //   4096 characters, but one such entity referenced a million times still costs gigabytes.
-//   Key frame files never declare any;
+//   Key frame files never declare any. A comment outside the document type may mention
+//   "<!ENTITY" (comments are key frames of their own, and the text is the user's);
 // - deep nesting: the DOM builds, copies and frees its tree recursively, so a few ten thousand
 //   nested elements overflow the stack; key frame files nest four levels deep;
 // - node counts far beyond any animation: a file of tiny nodes costs the DOM hundreds of
@@ -28,7 +29,8 @@ struct SPreScanLimits
 enum class EPreScanResult
 {
     Acceptable,
-    DeclaresEntities, // the text contains "<!ENTITY" (anywhere, to be safe)
+    DeclaresEntities, // "<!ENTITY" outside a comment of the document body (in the document
+                      // type, even in its comments, to be safe)
     TooDeep,          // elements nested deeper than m_nMaxDepth
     TooManyItems      // more than m_nMaxItems elements, attributes and other markup
 };
