@@ -3,7 +3,9 @@
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 #include "CKXProgressDisplay.h"
+#include "CKXSMovieExporter.h"
 #include "CKXSampleScene.h"
+#include "CKXUtilityFns.h"
 #include "FrameGenerator.h"
 #include "KXLog.h"
 
@@ -11,6 +13,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QDir>
 #include <QFile>
 #include <QListWidget>
 #include <QProcess>
@@ -310,5 +313,105 @@ TEST_F(PluginEngineTest, AStoppedOrAbortedRecordingLeavesNoFile)
     EXPECT_EQ(progressText(), "Playing and Recording [1 of 10] frames.");
     EXPECT_TRUE(logged("error The movie file could not be created. [at 11:05:38]"));
     EXPECT_FALSE(QFile::exists(dir.filePath("missing")));
+    expectIdle("m_pRecordButton", "   Record");
+}
+
+// What the host is handed while playing and recording: the Stop faces' tooltips, the long
+// process types, input left enabled, the encoder's constant arguments, an even movie size for
+// odd frames, the Latin-1 form of the name, and an upper-case extension that still records.
+TEST_F(PluginEngineTest, PlayAndRecordHandTheHostItsExpectedArguments)
+{
+    QTemporaryDir dir;
+    addTwoKeyFrames(unitquaternion(1.5, Vec3f(0, 1, 0)));
+    QStringList tips;
+    QStringList progress;
+    bool bInputBlocked = false;
+    const auto watch = [&](const char* pszButton)
+    {
+        whileRunning(
+            [&, pszButton]
+            {
+                tips << button(pszButton)->toolTip();
+                progress << progressText();
+                bInputBlocked = bInputBlocked || CKXProgressDisplay::instance()->isInputBlocked();
+                return !CKXProgressDisplay::instance()->isRunning() && !tips.isEmpty() &&
+                       button(pszButton)->text() != "   Stop";
+            });
+    };
+
+    watch("m_pPlayButton");
+    button("m_pPlayButton")->click();
+    EXPECT_TRUE(tips.contains(" Stop Playing "));
+    EXPECT_TRUE(progress.contains("10 Animation frames generated."));
+    EXPECT_EQ(button("m_pPlayButton")->toolTip(), "Play the currently defined key frame animation");
+    EXPECT_FALSE(bInputBlocked || CKXProgressDisplay::instance()->isInputBlocked());
+
+    tips.clear();
+    const QString strAsked = dir.filePath(QString::fromUtf8("spin\u03a9.MOV"));
+    const QString strWritten = dir.filePath("spin?.MOV");
+    CKXAutomation::enqueueFileName(strAsked);
+    watch("m_pRecordButton");
+    button("m_pRecordButton")->click();
+    QApplication::processEvents(); // the watchers see the idle faces and stop
+    expectIdle("m_pRecordButton", "   Record");
+    EXPECT_TRUE(tips.contains(" Stop Recording "));
+    EXPECT_EQ(button("m_pRecordButton")->toolTip(),
+              "Record the currently defined key frame animation");
+    EXPECT_EQ(CKXAutomation::processTypes(), QList<int>({512, 1024}));
+
+    const QList<SKXRecordedFileDialog> dialogs = CKXAutomation::fileDialogs();
+    ASSERT_EQ(dialogs.size(), 1);
+    EXPECT_EQ(dialogs[0].strCaption, "Record Animation");
+    EXPECT_EQ(dialogs[0].listFilters, CKXSMovieExporter::getFilterList());
+    EXPECT_EQ(dialogs[0].listExtensions, CKXSMovieExporter::getExtensionList());
+
+    const QList<SKXRecordedMovie> movies = CKXAutomation::movies();
+    ASSERT_EQ(movies.size(), 1);
+    EXPECT_EQ(movies[0].strFileName, strWritten);
+    EXPECT_EQ(movies[0].size, QSize(322, 242));
+    EXPECT_EQ(movies[0].lastFrameSize, VIEW_SIZE) << "the frame itself is not scaled";
+    EXPECT_EQ(movies[0].nFrames, 10);
+    EXPECT_EQ(movies[0].nBitRate, 1000000u);
+    EXPECT_EQ(movies[0].nKeyFrameInterval, 20u);
+    EXPECT_EQ(movies[0].nQuality, 25);
+    EXPECT_EQ(probe(strWritten).value("nb_read_frames"), "10");
+    EXPECT_FALSE(QFile::exists(strAsked));
+}
+
+// Each refusal in the host's words, titled with the application's name, and nothing recorded.
+TEST_F(PluginEngineTest, RecordRefusalsSayWhyAndWriteNothing)
+{
+    QTemporaryDir dir;
+    button("m_pAddKeyframeButton")->click();
+    button("m_pRecordButton")->click();
+    CKXAutomation::setNoMovieTypes(true);
+    button("m_pRecordButton")->click();
+    CKXAutomation::setNoMovieTypes(false);
+    const QList<SKXRecordedMessage> messages = CKXAutomation::messages();
+    ASSERT_EQ(messages.size(), 2);
+    EXPECT_EQ(messages[0].strText, "Animation requires two or more keyframes.");
+    EXPECT_EQ(messages[1].strText, "Recording requires .avi or .mov support.");
+    for (const SKXRecordedMessage& message : messages)
+    {
+        EXPECT_EQ(message.strTitle, CKXUtilityFns::getAppName());
+    }
+    EXPECT_TRUE(CKXAutomation::fileDialogs().isEmpty());
+
+    // Past the dialog: a hidden view, and a host that reports a choice without a name.
+    m_pView->setCurrentQuaternion(unitquaternion(1.0, Vec3f(1, 0, 0)));
+    button("m_pAddKeyframeButton")->click();
+    CKXLogFile::clearRecentLines();
+    m_pView->hide();
+    CKXAutomation::enqueueFileName(dir.filePath("hidden.mp4"));
+    button("m_pRecordButton")->click();
+    m_pView->show();
+    CKXAutomation::enqueueEmptyChoice();
+    button("m_pRecordButton")->click();
+    EXPECT_TRUE(
+        logged("warning Movie recording support is available only for 3D view. [at 11:05:38]"));
+    EXPECT_TRUE(
+        logged("error Please select a valid file name to save the movie file [at 11:05:38]"));
+    EXPECT_TRUE(CKXAutomation::movies().isEmpty());
+    EXPECT_TRUE(QDir(dir.path()).isEmpty());
     expectIdle("m_pRecordButton", "   Record");
 }
