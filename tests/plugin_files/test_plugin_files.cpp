@@ -437,3 +437,43 @@ TEST_F(PluginFilesTest, SaveRewritesAWritableFileInAFolderTheUserMayNotWrite)
     EXPECT_EQ(readAll(strTheirs), old);
     EXPECT_EQ(QDir(strFolder).entryList(QDir::Files), QStringList({"mine.vkf", "theirs.vkf"}));
 }
+
+// Loading deletes the list (the view returns to its initial state) and then saves the view as
+// the new initial state, even when the list was empty.
+TEST_F(PluginFilesTest, LoadDeletesTheListThenSavesTheInitialView)
+{
+    CKXGLView* pView = m_pA->glView();
+    const auto deleteAll = [&]
+    {
+        m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")
+            ->menu()
+            ->defaultAction()
+            ->trigger();
+    };
+    const QString strOlder = QStringLiteral(KX_TEST_DATA_DIR "/older_generation.vkf");
+
+    // An empty list: the view at load time, not the one the dialog opened on, is the new
+    // initial state that Delete All returns to.
+    const unitquaternion q0(0.7, Vec3f(1, 0, 0));
+    pView->setCurrentQuaternion(q0);
+    EXPECT_TRUE(loadFrom(strOlder).isEmpty());
+    ASSERT_EQ(m_pList->count(), 2);
+    selectRow(1);
+    deleteAll();
+    expectRotationNear(pView->getCurrentQuaternion(), q0, 1e-9);
+
+    // A list on screen, its second key frame shown: deleted first, so the first key frame's
+    // view (the initial one) is back before it is saved again.
+    const unitquaternion q1(1.2, Vec3f(0, 1, 0));
+    pView->setCurrentQuaternion(q1);
+    click("m_pAddKeyframeButton");
+    pView->setCurrentQuaternion(unitquaternion(2.0, Vec3f(0, 0, 1)));
+    click("m_pAddKeyframeButton");
+    selectRow(1);
+    EXPECT_TRUE(loadFrom(strOlder).isEmpty());
+    ASSERT_EQ(rows(), QStringList({"Key Frame 1", "Key Frame 2"}));
+    expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
+    selectRow(0);
+    deleteAll();
+    expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
+}
