@@ -396,6 +396,8 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     controls.meshOpacity = 80;
     controls.organOpacity = 30;
     controls.sourceControls[strSource].surfaceOpacity = 65;
+    controls.sourceControls[strSource].colorMin = 0.25f;
+    controls.sourceControls[strSource].colorMax = 0.75f;
     pScene->applyControls(controls);
     pScene->updateMeshVisibility(strOrgan, false);
     m_pA->setMultimodalityVolumeVisible(false);
@@ -406,6 +408,8 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     controls.meshOpacity = 10;
     controls.organOpacity = 90;
     controls.sourceControls[strSource].surfaceOpacity = 5;
+    controls.sourceControls[strSource].colorMin = 0.0f;
+    controls.sourceControls[strSource].colorMax = 1.0f;
     pScene->applyControls(controls);
     pScene->updateMeshVisibility(strOrgan, true);
     m_pA->setMultimodalityVolumeVisible(true);
@@ -415,6 +419,9 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
     EXPECT_EQ(pScene->currentControls().organOpacity, 30);
     EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).surfaceOpacity, 65);
+    // The colour range is reset first and then set: the frame's range is what stays.
+    EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).colorMin, 0.25f);
+    EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).colorMax, 0.75f);
     EXPECT_FALSE(pScene->organsVisibility().value(strOrgan));
     EXPECT_FALSE(m_pA->isMultimodalityVolumeVisible());
 
