@@ -8,11 +8,19 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QListWidget>
 #include <QMenu>
+#include <QPluginLoader>
 #include <QPointer>
+#include <QProcess>
+#include <QSignalBlocker>
+#include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
+#include <QTemporaryDir>
 #include <QToolButton>
 
 #include <gtest/gtest.h>
@@ -60,6 +68,34 @@ protected:
         return messages.isEmpty() ? QString() : messages.last().strText;
     }
 
+    // Runs the delete slot with an action of that text, as the delete menu would.
+    void deleteByText(const QString& strText)
+    {
+        QAction action(strText);
+        QMetaObject::invokeMethod(m_pDlg, "onSelectDeleteKeyframesPopup", Q_ARG(QAction*, &action));
+    }
+
+    // Loads a key frame file made of these KeyFrame elements through the dialog's Load.
+    void loadKeyFrames(const QByteArray& keyFrames)
+    {
+        QTemporaryDir dir;
+        QFile file(dir.filePath("frames.vkf"));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                   "<!DOCTYPE KX42.KeyFrameAnimation.Data>\n<KeyFrameAnimation>\n" +
+                   keyFrames + "</KeyFrameAnimation>\n");
+        file.close();
+        CKXAutomation::enqueueFileName(file.fileName());
+        click("m_pLoadAnimButton");
+    }
+
+    // Whether a plug-in handler hid the dialog since it was created (hiding a hidden widget
+    // changes nothing else that can be seen).
+    static bool wasHidden(const QWidget* pDlg)
+    {
+        return pDlg->testAttribute(Qt::WA_WState_ExplicitShowHide) && pDlg->isHidden();
+    }
+
     QSpinBox* m_pTimeSpin = nullptr;
     QSlider* m_pSlider = nullptr;
     QSpinBox* m_pDuration = nullptr;
@@ -83,14 +119,53 @@ TEST_F(PluginTest, ToolIsEnabledOnlyOnThe3DViewTabWhateverTheLetterCase)
     emit m_pA->updatePluginPalette("3d VIEW");
     EXPECT_TRUE(pAction->isEnabled());
 
-    // Switching to a sequence showing another tab disables the tool but still binds the dialog.
+    // Switching to a sequence showing another tab disables the tool, hides the dialog and still
+    // binds it. The tab changes are made quietly, so that the sequence handler alone acts.
+    ASSERT_EQ(openDialog(), pDlg);
     click("m_pAddKeyframeButton");
-    m_pB->setCurrentTab("Image");
+    {
+        const QSignalBlocker quiet(m_pB);
+        m_pB->setCurrentTab("Image");
+    }
     m_pMain->activateSequenceWindow(m_pB);
     EXPECT_FALSE(pAction->isEnabled());
+    EXPECT_FALSE(pDlg->isVisible());
     EXPECT_EQ(m_pList->count(), 0);
-    m_pB->setCurrentTab("3D View");
+    {
+        const QSignalBlocker quiet(m_pB);
+        m_pB->setCurrentTab("3d view");
+    }
+    m_pPlugin->onSignalSequenceChanged(m_pB->getSequenceDataset());
     EXPECT_TRUE(pAction->isEnabled());
+}
+
+TEST_F(PluginTest, DatasetChangeDisablesUnbindsAndHidesOnlyAnExactlyMinimisedDialog)
+{
+    // Created but never shown, and minimised as well as maximised.
+    ASSERT_TRUE(m_pPlugin->createObject());
+    QWidget* pDlg = m_pMain->adoptedWidgets().value(0);
+    ASSERT_TRUE(pDlg);
+    ASSERT_FALSE(wasHidden(pDlg));
+    pDlg->setWindowState(Qt::WindowMinimized | Qt::WindowMaximized);
+    m_pPlugin->onSignalDatasetChanged(nullptr);
+    EXPECT_FALSE(m_pPlugin->pluginAction()->isEnabled());
+    emit m_pA->updatePluginPalette("Image");
+    EXPECT_FALSE(wasHidden(pDlg)); // both test for a state of exactly "minimised"
+    m_pA->setCurrentTab("Image");
+    m_pPlugin->onSignalSequenceChanged(m_pA->getSequenceDataset());
+    EXPECT_TRUE(wasHidden(pDlg)); // the sequence handler takes any minimised state
+
+    // Unbound: what changes now belongs to no sequence.
+    m_pA->setCurrentTab("3D View");
+    ASSERT_EQ(openDialog(), pDlg);
+    m_pDuration->setValue(8);
+    m_pPlugin->onSignalDatasetChanged(nullptr);
+    EXPECT_FALSE(m_pPlugin->pluginAction()->isEnabled());
+    EXPECT_FALSE(pDlg->isVisible());
+    m_pDuration->setValue(3);
+    m_pMain->activateSequenceWindow(m_pB);
+    m_pMain->activateSequenceWindow(m_pA);
+    EXPECT_EQ(m_pDuration->value(), 8);
 }
 
 TEST_F(PluginTest, OneFixedSizeDialogThatDiesWithThePlugin)
@@ -105,6 +180,7 @@ TEST_F(PluginTest, OneFixedSizeDialogThatDiesWithThePlugin)
     QSpinBox* pFps = pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
     EXPECT_EQ(pFps->value(), 10);
     EXPECT_FALSE(pFps->isEnabled());
+    EXPECT_TRUE(pFps->isReadOnly());
     EXPECT_EQ(
         pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")->menu()->defaultAction()->text(),
         "Delete All");
@@ -193,7 +269,20 @@ TEST_F(PluginTest, UpdateIsRefusedOutsideTheNeighboursAndMovingSwapsStamps)
     EXPECT_EQ(m_pTimeSpin->value(), 99);
     click("m_pUpdateKeyframesButton");
     EXPECT_EQ(lastMessage(), "Changing time stamp for the last key frame is not allowed.");
+    // With the slider at the end the last key frame takes the new view and keeps its stamp;
+    // it cannot move down.
     m_pSlider->setValue(100);
+    const unitquaternion qLast(0.7, Vec3f(0, 0, 1));
+    m_pA->glView()->setCurrentQuaternion(qLast);
+    CKXAutomation::clearMessages();
+    click("m_pUpdateKeyframesButton");
+    EXPECT_TRUE(CKXAutomation::messages().isEmpty());
+    click("m_pMoveKeyFramesDownButton");
+    EXPECT_EQ(rows(), QStringList({"Key Frame 1", "Key Frame 2", "Key Frame 3"}));
+    selectRow(0);
+    EXPECT_EQ(selectRow(2), 100);
+    expectRotationNear(m_pA->glView()->getCurrentQuaternion(), qLast, 1e-9);
+
     selectRow(1);
     m_pTimeSpin->setValue(25);
     CKXAutomation::clearMessages();
@@ -271,9 +360,13 @@ TEST_F(PluginTest, ClosingASequenceDropsOnlyItsOwnKeyFrames)
     click("m_pAddKeyframeButton");
     click("m_pAddKeyframeButton");
     EXPECT_FALSE(m_pPlugin->isVisible());
+    // Hidden while minimised: the removal still counts it as showing and restores its state.
+    pDlg->hide();
+    pDlg->setWindowState(Qt::WindowMinimized);
     ASSERT_TRUE(m_pMain->closeSequence(m_pB)); // not the bound one
     EXPECT_EQ(m_pList->count(), 2);
     EXPECT_FALSE(pDlg->isVisible());
+    EXPECT_EQ(pDlg->windowState(), Qt::WindowNoState);
     EXPECT_TRUE(m_pPlugin->isVisible()); // the host reopens it later
     ASSERT_TRUE(m_pMain->closeSequence(m_pA));
     EXPECT_EQ(m_pList->count(), 0);
@@ -303,6 +396,8 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     controls.meshOpacity = 80;
     controls.organOpacity = 30;
     controls.sourceControls[strSource].surfaceOpacity = 65;
+    controls.sourceControls[strSource].colorMin = 0.25f;
+    controls.sourceControls[strSource].colorMax = 0.75f;
     pScene->applyControls(controls);
     pScene->updateMeshVisibility(strOrgan, false);
     m_pA->setMultimodalityVolumeVisible(false);
@@ -313,6 +408,8 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     controls.meshOpacity = 10;
     controls.organOpacity = 90;
     controls.sourceControls[strSource].surfaceOpacity = 5;
+    controls.sourceControls[strSource].colorMin = 0.0f;
+    controls.sourceControls[strSource].colorMax = 1.0f;
     pScene->applyControls(controls);
     pScene->updateMeshVisibility(strOrgan, true);
     m_pA->setMultimodalityVolumeVisible(true);
@@ -322,6 +419,9 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
     EXPECT_EQ(pScene->currentControls().organOpacity, 30);
     EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).surfaceOpacity, 65);
+    // The colour range is reset first and then set: the frame's range is what stays.
+    EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).colorMin, 0.25f);
+    EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).colorMax, 0.75f);
     EXPECT_FALSE(pScene->organsVisibility().value(strOrgan));
     EXPECT_FALSE(m_pA->isMultimodalityVolumeVisible());
 
@@ -346,4 +446,110 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     // Deselecting returns to the view saved with the first key frame.
     m_pList->currentItem()->setSelected(false);
     expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
+}
+
+TEST_F(PluginTest, DeleteGoesByTheActionTextInAnyLetterCase)
+{
+    ASSERT_TRUE(openDialog());
+    CKXGLView* pView = m_pA->glView();
+    const unitquaternion qInitial(0.4, Vec3f(1, 0, 0));
+    pView->setCurrentQuaternion(qInitial);
+    for (int i = 0; i < 3; ++i)
+    {
+        click("m_pAddKeyframeButton");
+        pView->setCurrentQuaternion(unitquaternion(0.9 + i, Vec3f(0, 1, 0)));
+    }
+    m_pList->setCurrentRow(-1);
+    ASSERT_EQ(m_pList->currentRow(), -1);
+    CKXAutomation::clearMessages();
+    deleteAction(0); // Delete Current
+    EXPECT_EQ(lastMessage(), "No key frames selected.");
+    EXPECT_EQ(m_pList->count(), 3);
+
+    // Another text deletes nothing but stores the dialog's state: a duration set quietly is
+    // what binding the same sequence again reads back.
+    {
+        const QSignalBlocker quiet(m_pDuration);
+        m_pDuration->setValue(7);
+    }
+    deleteByText("Delete Some");
+    EXPECT_EQ(m_pList->count(), 3);
+    m_pDuration->blockSignals(true);
+    m_pDuration->setValue(5);
+    m_pDuration->blockSignals(false);
+    m_pPlugin->onSignalSequenceChanged(m_pA->getSequenceDataset());
+    EXPECT_EQ(m_pDuration->value(), 7);
+
+    m_pSlider->setValue(40);
+    deleteByText("DELETE ALL");
+    EXPECT_EQ(m_pList->count(), 0);
+    EXPECT_EQ(m_pSlider->value(), 0);
+    EXPECT_EQ(m_pTimeSpin->value(), 0);
+    expectRotationNear(pView->getCurrentQuaternion(), qInitial, 1e-9);
+}
+
+TEST_F(PluginTest, ApplyTakesSourcesByNameAndUpdatesThePaletteOncePerSource)
+{
+    ASSERT_TRUE(openDialog());
+    CKXSampleScene* pScene = m_pA->scene();
+    ASSERT_EQ(pScene->sourceNames().size(), 3);
+    // The second key frame carries the scene's three sources, "original" in lower case and a
+    // voxel source the scene does not have.
+    loadKeyFrames("<KeyFrame time_stamp=\"0\"><RotationQuaternion w=\"1\"/></KeyFrame>\n"
+                  "<KeyFrame time_stamp=\"100\" source_list_count=\"2\">"
+                  "<source_0 source_name=\"original\" volume_opacity=\"23\"/>"
+                  "<source_1 source_name=\"Ghost_SourceVoxels\" volume_opacity=\"33\"/>"
+                  "<RotationQuaternion w=\"1\"/></KeyFrame>\n");
+    ASSERT_EQ(m_pList->count(), 2);
+    QSignalSpy spy(m_pA, SIGNAL(signalUpdate3DToolsPalette(SSpKeyFrameAttributes, bool)));
+    selectRow(1);
+    EXPECT_EQ(pScene->currentControls().sourceControls.value("Original").volumeOpacity, 23);
+    ASSERT_EQ(spy.count(), 5);
+    // The palette gets a default entry for the source that has no scene node.
+    const auto sources =
+        qvariant_cast<SSpKeyFrameAttributes>(spy.last().at(0)).controls.sourceControls;
+    ASSERT_TRUE(sources.contains("Ghost_SourceVoxels"));
+    EXPECT_EQ(sources.value("Ghost_SourceVoxels").volumeOpacity, 0);
+
+    // Captured while the organs are hidden as a whole: every organ is stored hidden.
+    deleteAction(1);
+    tag_s3Dcontrols controls = pScene->currentControls();
+    controls.organsVisible = false;
+    pScene->applyControls(controls);
+    for (const QString& strOrgan : pScene->organNames())
+    {
+        pScene->updateMeshVisibility(strOrgan, true);
+    }
+    click("m_pAddKeyframeButton");
+    controls.organsVisible = true;
+    pScene->applyControls(controls);
+    selectRow(0);
+    const QMap<QString, bool> organs = pScene->organsVisibility();
+    ASSERT_FALSE(organs.isEmpty());
+    for (auto it = organs.cbegin(); it != organs.cend(); ++it)
+    {
+        EXPECT_FALSE(it.value()) << it.key().toStdString();
+    }
+}
+
+TEST_F(PluginTest, MetadataAsQtReadsItAndTheInterfacesTheObjectAnswersFor)
+{
+    QProcess info;
+    info.start(QStringLiteral(KX_QTPLUGININFO), {"--full-json", QStringLiteral(KX_PLUGIN_FILE)});
+    ASSERT_TRUE(info.waitForFinished(30000)) << KX_QTPLUGININFO;
+    EXPECT_EQ(info.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(info.exitCode(), 0) << info.readAllStandardError().toStdString();
+    const QJsonObject json = QJsonDocument::fromJson(info.readAllStandardOutput()).object();
+    EXPECT_EQ(json.value("IID").toString(), "kxlabs.tessaly.kx3danimation");
+    EXPECT_EQ(json.value("className").toString(), "CKX3DAnimationPlugin");
+    ASSERT_TRUE(json.value("MetaData").isObject());
+    EXPECT_TRUE(json.value("MetaData").toObject().isEmpty());
+    // Its default mode reads the user data too, and refuses a plug-in without any.
+    info.start(QStringLiteral(KX_QTPLUGININFO), {QStringLiteral(KX_PLUGIN_FILE)});
+    ASSERT_TRUE(info.waitForFinished(30000));
+    EXPECT_EQ(info.exitCode(), 0) << info.readAllStandardError().toStdString();
+
+    EXPECT_EQ(m_pPlugin->qt_metacast("CKX3DAnimationPlugin"), m_pPlugin);
+    EXPECT_EQ(m_pPlugin->qt_metacast("com.kxlabs.tessaly.CKXToolPluginBase/1.0"), m_pPlugin);
+    EXPECT_EQ(m_pPlugin->qt_metacast("com.kxlabs.tessaly.CKXToolPluginBase/0.9"), nullptr);
 }

@@ -16,11 +16,15 @@
 #include <QDir>
 #include <QFile>
 #include <QListWidget>
+#include <QMenu>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QToolButton>
+#include <QTranslator>
 
 #include <functional>
 
@@ -92,6 +96,22 @@ protected:
         EXPECT_FALSE(m_pView->isKFAnimating());
         EXPECT_FALSE(m_pView->isKFRecording());
         EXPECT_FALSE(CKXProgressDisplay::instance()->isRunning());
+    }
+};
+
+// Gives a few texts of the form and of the delete menu another wording.
+class CRenamingTranslator : public QTranslator
+{
+public:
+    bool isEmpty() const override { return false; }
+    QString translate(const char*, const char* pszSource, const char*, int) const override
+    {
+        const QString strSource = QString::fromLatin1(pszSource);
+        if (strSource == "Spin CW on X-Axis" || strSource == "Delete All" || strSource == "   Play")
+        {
+            return "<" + strSource + ">";
+        }
+        return QString();
     }
 };
 
@@ -414,4 +434,96 @@ TEST_F(PluginEngineTest, RecordRefusalsSayWhyAndWriteNothing)
     EXPECT_TRUE(CKXAutomation::movies().isEmpty());
     EXPECT_TRUE(QDir(dir.path()).isEmpty());
     expectIdle("m_pRecordButton", "   Record");
+
+TEST_F(PluginEngineTest, ALanguageChangeRenamesInPlaceAndKeepsTheStopFace)
+{
+    QComboBox* pCombo = m_pDlg->findChild<QComboBox*>("m_pAnimationsCB");
+    QMenu* pMenu = m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")->menu();
+    CRenamingTranslator translator;
+    QApplication::installTranslator(&translator);
+    QApplication::processEvents(); // the change reaches windows as a posted event
+    EXPECT_EQ(pCombo->itemText(0), "<Spin CW on X-Axis>");
+    EXPECT_EQ(pCombo->count(), 23);
+    EXPECT_EQ(button("m_pPlayButton")->text(), "<   Play>");
+    EXPECT_EQ(pMenu->defaultAction()->text(), "<Delete All>");
+    addTwoKeyFrames(unitquaternion(1.0, Vec3f(0, 1, 0)));
+    pMenu->defaultAction()->trigger(); // the renamed entry still deletes all
+    EXPECT_EQ(m_pList->count(), 0);
+
+    // Mid-playback the running button keeps its Stop face, so the next click still stops.
+    addTwoKeyFrames(unitquaternion(1.0, Vec3f(0, 1, 0)));
+    m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(100);
+    QString strFace;
+    whileRunning(
+        [&]
+        {
+            if (!progressText().startsWith("Playing [3 of "))
+            {
+                return false;
+            }
+            QApplication::removeTranslator(&translator);
+            QApplication::processEvents();
+            strFace = button("m_pPlayButton")->text();
+            button("m_pPlayButton")->click();
+            return true;
+        });
+    button("m_pPlayButton")->click();
+    EXPECT_EQ(strFace, "   Stop");
+    EXPECT_TRUE(progressText().startsWith("Playing [3 of ")) << progressText().toStdString();
+    expectIdle("m_pPlayButton", "   Play");
+    EXPECT_EQ(pCombo->itemText(0), "Spin CW on X-Axis");
+}
+
+TEST_F(PluginEngineTest, ClosingOrSwitchingSequencesWhileRunning)
+{
+    addTwoKeyFrames(unitquaternion(1.0, Vec3f(0, 1, 0)));
+    m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(5);
+    // Closing while playing leaves the dialog open; the playback goes on.
+    bool bClosed = true;
+    whileRunning(
+        [&]
+        {
+            if (!progressText().startsWith("Playing [3 of "))
+            {
+                return false;
+            }
+            bClosed = m_pDlg->close();
+            return true;
+        });
+    button("m_pPlayButton")->click();
+    EXPECT_FALSE(bClosed);
+    EXPECT_TRUE(m_pDlg->isVisible());
+    EXPECT_TRUE(QRegularExpression(R"(^Playing \[(\d+) of \1\] frames\.$)")
+                    .match(progressText())
+                    .hasMatch())
+        << progressText().toStdString();
+
+    // Switching the sequence stops playback and recording at the next frame.
+    QTemporaryDir dir;
+    for (const char* pszButton : {"m_pPlayButton", "m_pRecordButton"})
+    {
+        m_pMain->activateSequenceWindow(m_pA);
+        ASSERT_EQ(m_pList->count(), 2);
+        const bool bRecord = QByteArray(pszButton) == "m_pRecordButton";
+        const QString strPrefix = bRecord ? "Playing and Recording [3 of " : "Playing [3 of ";
+        CKXAutomation::enqueueFileName(dir.filePath("switch.mp4"));
+        whileRunning(
+            [&]
+            {
+                const bool bSwitch = progressText().startsWith(strPrefix);
+                if (bSwitch)
+                {
+                    m_pMain->activateSequenceWindow(m_pB);
+                }
+                return bSwitch;
+            });
+        button(pszButton)->click();
+        EXPECT_TRUE(progressText().startsWith(strPrefix)) << progressText().toStdString();
+        expectIdle(pszButton, bRecord ? "   Record" : "   Play");
+        CKXAutomation::clearFileNames();
+    }
+
+    // Closing while idle hides the dialog and keeps it.
+    EXPECT_FALSE(m_pDlg->close());
+    EXPECT_FALSE(m_pDlg->isVisible());
 }

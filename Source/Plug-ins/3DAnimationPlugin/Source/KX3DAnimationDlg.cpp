@@ -9,6 +9,7 @@
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QEvent>
 #include <QMenu>
 #include <QPixmap>
 #include <QSignalBlocker>
@@ -47,8 +48,9 @@ void CKX3DAnimationDlg::init()
     m_pChildWindow = nullptr;
 
     m_pDeleteMenu = new QMenu(this);
-    m_pDeleteMenu->addAction(tr(DELETE_CURRENT_TEXT));
-    m_pDeleteMenu->setDefaultAction(m_pDeleteMenu->addAction(tr(DELETE_ALL_TEXT)));
+    m_pDeleteMenu->addAction(QString());
+    m_pDeleteMenu->setDefaultAction(m_pDeleteMenu->addAction(QString()));
+    translateDeleteMenu();
     m_pDeleteKeyframesButton->setMenu(m_pDeleteMenu);
 
     const QFont hostFont = getMACDefaultFont();
@@ -141,6 +143,15 @@ void CKX3DAnimationDlg::showMessage(const QString& strText)
 {
     CKXSMessageBox::information(this, CKXUtilityFns::getAppName(), strText, QString(), QString(),
                                 QString(), 0, -1);
+}
+
+// The delete handler compares an action's text with the translated entries, so the menu must
+// always carry the texts of the current language.
+void CKX3DAnimationDlg::translateDeleteMenu()
+{
+    const QList<QAction*> actions = m_pDeleteMenu->actions();
+    actions.at(0)->setText(tr(DELETE_CURRENT_TEXT));
+    actions.at(1)->setText(tr(DELETE_ALL_TEXT));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -547,6 +558,31 @@ void CKX3DAnimationDlg::onSequenceRemoved(CKXSSequenceDataset* pSeqDataset)
         m_pChildWindow = nullptr;
         onSelectDeleteKeyframesPopup(m_pDeleteMenu->defaultAction());
     }
+}
+
+void CKX3DAnimationDlg::changeEvent(QEvent* pEvent)
+{
+    if (pEvent->type() == QEvent::LanguageChange)
+    {
+        // While playback or recording runs, its button shows the Stop face, and a click on it
+        // stops the run only while it does: the form's translation would put the idle face back
+        // and the next click would start a second run inside the first. The running faces stay
+        // as they are; the run itself puts the idle ones back when it ends.
+        const QString strPlayText = m_pPlayButton->text();
+        const QString strPlayTip = m_pPlayButton->toolTip();
+        const QString strRecordText = m_pRecordButton->text();
+        const QString strRecordTip = m_pRecordButton->toolTip();
+        retranslateUi(this);
+        translateDeleteMenu();
+        if (m_bIsAnimating)
+        {
+            m_pPlayButton->setText(strPlayText);
+            m_pPlayButton->setToolTip(strPlayTip);
+            m_pRecordButton->setText(strRecordText);
+            m_pRecordButton->setToolTip(strRecordTip);
+        }
+    }
+    QDialog::changeEvent(pEvent);
 }
 
 void CKX3DAnimationDlg::closeEvent(QCloseEvent* pEvent)

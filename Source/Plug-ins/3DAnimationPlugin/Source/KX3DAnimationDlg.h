@@ -27,6 +27,7 @@
 
 class QAction;
 class QCloseEvent;
+class QEvent;
 class QMenu;
 class CKXSChildWindow;
 class CKXSSequenceDataset;
@@ -105,6 +106,9 @@ public slots:
 protected:
     // Closing only hides the dialog, and not at all while an animation runs.
     void closeEvent(QCloseEvent* pEvent) override;
+    // A language change renames every text in place: the form's, the presets' and the delete
+    // menu's.
+    void changeEvent(QEvent* pEvent) override;
 
 private:
     void init();
@@ -114,6 +118,7 @@ private:
     void refreshSeqStatus();
     QStringList keyFrameRows() const;
     void showMessage(const QString& strText);
+    void translateDeleteMenu();
 
     bool m_bViewChangedByAnimation = false;
     bool m_bIsAnimating = false;   // playback or recording runs

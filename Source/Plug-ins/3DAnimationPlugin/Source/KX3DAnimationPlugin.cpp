@@ -7,6 +7,9 @@
 #include <QAction>
 #include <QApplication>
 #include <QMetaType>
+#include <QtPlugin>
+
+#include <cstddef>
 
 namespace
 {
@@ -36,6 +39,91 @@ void registerNotificationTypes()
     Q_UNUSED(bRegistered);
 }
 } // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The plug-in metadata record that QPluginLoader and Qt's tools read from the library: the
+// loader's header, then a CBOR map with the IID, the class name and the user data. moc drops a
+// MetaData entry whose object is empty, but readers of the user data (qtplugininfo among them)
+// refuse a plug-in without one, so the record is built here with MetaData an empty map.
+namespace
+{
+constexpr char PLUGIN_IID[] = KX_TOOL_PLUGIN_IID_PREFIX "kx3danimation";
+constexpr char PLUGIN_CLASS_NAME[] = "CKX3DAnimationPlugin";
+constexpr char METADATA_MAGIC[] = "QTMETADATA !";
+// CBOR keys of the loader's map (IID, class name, user data) and the bytes the record needs.
+constexpr unsigned char KEY_IID = 2;
+constexpr unsigned char KEY_CLASS_NAME = 3;
+constexpr unsigned char KEY_METADATA = 4;
+constexpr unsigned char CBOR_MAP_OPEN = 0xbf;  // a map of undetermined length
+constexpr unsigned char CBOR_EMPTY_MAP = 0xa0; // a map of no entries
+constexpr unsigned char CBOR_BREAK = 0xff;     // ends the open map
+constexpr unsigned char CBOR_TEXT = 0x60;      // text string, length in the low bits (< 24)
+constexpr unsigned char CBOR_TEXT_1 = 0x78;    // text string, length in the next byte
+
+constexpr std::size_t textItemSize(std::size_t nLength)
+{
+    return (nLength < 24 ? 1 : 2) + nLength;
+}
+static_assert(sizeof PLUGIN_IID - 1 < 256 && sizeof PLUGIN_CLASS_NAME - 1 < 256,
+              "texts longer than 255 bytes need a longer CBOR length");
+
+constexpr std::size_t METADATA_RECORD_SIZE = (sizeof METADATA_MAGIC - 1) + 4 + 1 + 1 +
+                                             textItemSize(sizeof PLUGIN_IID - 1) + 1 +
+                                             textItemSize(sizeof PLUGIN_CLASS_NAME - 1) + 2 + 1;
+
+struct SMetaDataRecord
+{
+    unsigned char bytes[METADATA_RECORD_SIZE];
+};
+
+constexpr SMetaDataRecord buildMetaDataRecord()
+{
+    SMetaDataRecord record{};
+    std::size_t n = 0;
+    for (std::size_t i = 0; i + 1 < sizeof METADATA_MAGIC; ++i)
+    {
+        record.bytes[n++] = static_cast<unsigned char>(METADATA_MAGIC[i]);
+    }
+    record.bytes[n++] = 0; // record format version
+    record.bytes[n++] = QT_VERSION_MAJOR;
+    record.bytes[n++] = QT_VERSION_MINOR;
+    record.bytes[n++] = qPluginArchRequirements();
+    record.bytes[n++] = CBOR_MAP_OPEN;
+    const auto appendText =
+        [&record, &n](unsigned char key, const char* pszText, std::size_t nLength)
+    {
+        record.bytes[n++] = key;
+        if (nLength < 24)
+        {
+            record.bytes[n++] = static_cast<unsigned char>(CBOR_TEXT | nLength);
+        }
+        else
+        {
+            record.bytes[n++] = CBOR_TEXT_1;
+            record.bytes[n++] = static_cast<unsigned char>(nLength);
+        }
+        for (std::size_t i = 0; i < nLength; ++i)
+        {
+            record.bytes[n++] = static_cast<unsigned char>(pszText[i]);
+        }
+    };
+    appendText(KEY_IID, PLUGIN_IID, sizeof PLUGIN_IID - 1);
+    appendText(KEY_CLASS_NAME, PLUGIN_CLASS_NAME, sizeof PLUGIN_CLASS_NAME - 1);
+    record.bytes[n++] = KEY_METADATA;
+    record.bytes[n++] = CBOR_EMPTY_MAP;
+    record.bytes[n++] = CBOR_BREAK;
+    return record;
+}
+} // namespace
+
+QT_PLUGIN_METADATA_SECTION static constexpr SMetaDataRecord s_metaDataRecord =
+    buildMetaDataRecord();
+// The name the export macro reads.
+static constexpr const unsigned char (&qt_pluginMetaData)[METADATA_RECORD_SIZE] =
+    s_metaDataRecord.bytes;
+QT_MOC_EXPORT_PLUGIN(CKX3DAnimationPlugin, CKX3DAnimationPlugin)
+
+// ---------------------------------------------------------------------------------------------
 
 CKX3DAnimationPlugin::~CKX3DAnimationPlugin()
 {

@@ -17,7 +17,8 @@ class CKX3DAnimationDlg;
 class CKX3DAnimationPlugin : public CKXToolPluginBase
 {
     Q_OBJECT
-    Q_PLUGIN_METADATA(IID KX_TOOL_PLUGIN_IID_PREFIX "kx3danimation")
+    // No Q_PLUGIN_METADATA: the metadata record, with its empty MetaData object that moc would
+    // leave out, and the entry points are written in KX3DAnimationPlugin.cpp.
     Q_INTERFACES(CKXToolPluginBase)
 
 public:
