@@ -140,7 +140,6 @@ struct VideoEncoderMAC::Private
     bool m_bFileCreated = false; // the partial file exists because of us: remove it unless kept
     bool m_bOpen = false;
     bool m_bCreateFailed = false; // the last createMovieFile was refused (and logged)
-    int64_t m_nAccepted = 0;      // frames encodeImage took
     std::thread m_worker;
 
     // The hand-over to the worker, guarded by m_mutex.
@@ -627,7 +626,6 @@ void VideoEncoderMAC::Private::release(bool bKeep)
     m_bFailed = false;
     m_bOpen = false;
     m_nFrames = 0;
-    m_nAccepted = 0;
     m_queueFrames.clear();
 }
 
@@ -696,7 +694,6 @@ bool VideoEncoderMAC::encodeImage(const QImage& image)
         d.m_queueFrames.push_back(image); // shares the pixels; no copy
     }
     d.m_cvWork.notify_one();
-    ++d.m_nAccepted;
     return true;
 }
 
