@@ -17,12 +17,19 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
+#include <QDir>
 #include <QListWidget>
 #include <QSpinBox>
 
 #include <gtest/gtest.h>
 
 // The four components of a rotation agree within dTolerance.
+// The hidden files movies are written to until they are complete, in strFolder.
+inline QStringList partialFiles(const QString& strFolder)
+{
+    return QDir(strFolder).entryList({".*kxpart*"}, QDir::Files | QDir::Hidden);
+}
+
 inline void expectRotationNear(const unitquaternion& actual, const unitquaternion& expected,
                                double dTolerance)
 {

@@ -304,7 +304,8 @@ TEST_F(PluginEngineTest, AStoppedOrAbortedRecordingLeavesNoFile)
             const bool bClick = progressText() == "Playing and Recording [4 of 10] frames.";
             if (bClick)
             {
-                bPartialFileSeen = QFile::exists(strMovie);
+                // Written beside the name until complete.
+                bPartialFileSeen = !QFile::exists(strMovie) && partialFiles(dir.path()).size() == 1;
                 button("m_pRecordButton")->click();
             }
             return bClick;
@@ -312,6 +313,7 @@ TEST_F(PluginEngineTest, AStoppedOrAbortedRecordingLeavesNoFile)
     button("m_pRecordButton")->click();
     EXPECT_TRUE(bPartialFileSeen);
     EXPECT_FALSE(QFile::exists(strMovie));
+    EXPECT_EQ(partialFiles(dir.path()), QStringList());
     expectIdle("m_pRecordButton", "   Record");
     EXPECT_TRUE(logged("warning Animation export aborted... [at 11:05:38]"));
 

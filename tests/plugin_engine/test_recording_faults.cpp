@@ -1,7 +1,8 @@
 // Movie recording from the 3D Animation dialog when things go wrong mid-way: a full disk, a
 // target folder removed, the view resized, Stop or the host's Abort at the first and the last
-// frame. Each must leave no partial movie, never touch the user's other files, say why in the
-// log and bring the dialog back to idle.
+// frame. Each must leave no partial movie, keep an older movie of the chosen name byte for
+// byte, never touch the user's other files, say why in the log and bring the dialog back to
+// idle.
 #include "CKXAppState.h"
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
@@ -153,9 +154,8 @@ protected:
 
 } // namespace
 
-// At the first frame nothing is written yet: an older movie of the chosen name stays as it was.
-// At the last frame the movie exists: the older one is gone (the user confirmed replacing it
-// when choosing the name) and the partial new one is removed.
+// At the first frame nothing is written yet, at the last frame the new movie is nearly whole:
+// either way it is discarded and the older movie of the chosen name stays as it was.
 TEST_F(RecordingFaultsTest, StopOrAbortAtTheFirstOrLastFrameLeavesNoPartialMovie)
 {
     const QString strMovie = m_dir.filePath("take.mp4");
@@ -186,7 +186,8 @@ TEST_F(RecordingFaultsTest, StopOrAbortAtTheFirstOrLastFrameLeavesNoPartialMovie
             }
             EXPECT_TRUE(progressText().startsWith(strFrame)) << progressText().toStdString();
             EXPECT_TRUE(logged("warning Animation export aborted... [at 11:05:38]"));
-            EXPECT_EQ(contents(strMovie), nFrame == 1 ? "older movie" : "(none)");
+            EXPECT_EQ(contents(strMovie), "older movie");
+            EXPECT_EQ(partialFiles(m_dir.path()), QStringList());
             EXPECT_EQ(contents(strOther), "the user's notes");
             expectIdle();
         }
@@ -196,12 +197,14 @@ TEST_F(RecordingFaultsTest, StopOrAbortAtTheFirstOrLastFrameLeavesNoPartialMovie
 TEST_F(RecordingFaultsTest, AResizedViewAbortsAndRemovesThePartialMovie)
 {
     const QString strMovie = m_dir.filePath("resized.mov");
+    writeFile(strMovie, "older movie");
     record(strMovie, "Playing and Recording [4 of 10]",
            [this] { m_pView->setFixedSize(VIEW_SIZE + QSize(40, 30)); });
     EXPECT_TRUE(progressText().startsWith("Playing and Recording [4 of 10]"));
     EXPECT_TRUE(logged("warning Exported frame dimension changed. Animation export aborted... "
                        "[at 11:05:38]"));
-    EXPECT_FALSE(QFile::exists(strMovie));
+    EXPECT_EQ(contents(strMovie), "older movie");
+    EXPECT_EQ(partialFiles(m_dir.path()), QStringList());
     expectIdle();
 }
 
@@ -257,9 +260,10 @@ class RecordingFullDiskTest : public RecordingFaultsTest,
 {
 };
 
-// 8 KiB are left beside the user's file. The writes are buffered, so a long recording stops a
-// few frames after the space ran out rather than at its end, and a short one fails only when
-// the movie is finished; either way no movie is left and the user's file is untouched.
+// 8 KiB are left beside the user's files. The writes are buffered and encoded on the encoder's
+// thread, so a long recording stops some frames after the space ran out rather than at its
+// end, and a short one fails only when the movie is finished; either way no partial movie is
+// left and the user's files, an older movie of the chosen name among them, are untouched.
 TEST_P(RecordingFullDiskTest, AFullTargetStopsTheRecordingAndKeepsTheOtherFiles)
 {
     const SFullCase& c = GetParam();
@@ -275,15 +279,17 @@ TEST_P(RecordingFullDiskTest, AFullTargetStopsTheRecordingAndKeepsTheOtherFiles)
         }
         m_strMount = strFolder;
     }
-    const QByteArray notes(56 * 1024, 'n');
+    const QByteArray notes(52 * 1024, 'n');
     const QString strOther = strFolder + "/notes.txt";
     writeFile(strOther, notes);
+    const QString strMovie = strFolder + "/" + c.m_szMovie;
+    const QByteArray older(4 * 1024, 'm');
+    writeFile(strMovie, older);
     if (!c.m_bTmpfs)
     {
         limitFileSize(8 * 1024);
     }
     setDuration(c.m_nDuration);
-    const QString strMovie = strFolder + "/" + c.m_szMovie;
     record(strMovie);
 
     // The frame the recording ended at; H.264 holds up to about 25 frames back.
@@ -302,7 +308,8 @@ TEST_P(RecordingFullDiskTest, AFullTargetStopsTheRecordingAndKeepsTheOtherFiles)
     EXPECT_TRUE(logged(c.m_nDuration == 1
                            ? "error The movie file could not be finished; the incomplete movie"
                            : "error Writing the movie failed; the recording was stopped"));
-    EXPECT_FALSE(QFile::exists(strMovie));
+    EXPECT_EQ(contents(strMovie), older);
+    EXPECT_EQ(partialFiles(strFolder), QStringList());
     EXPECT_EQ(contents(strOther), notes);
     expectIdle();
 }

@@ -1,5 +1,6 @@
 // The movie encoder, the movie-type list and the log: movies are written, then probed and
 // decoded with the ffmpeg tools; refused input must leave a log line and no file.
+#include "CKXPartialMovieFile.h"
 #include "CKXSMovieExporter.h"
 #include "KXLog.h"
 #include "VideoEncoderMAC.h"
@@ -14,6 +15,7 @@
 #include <QTemporaryDir>
 
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -110,6 +112,24 @@ QImage textured(const QColor& colour, unsigned nSeed)
     return image;
 }
 
+// The hidden files movies are written to until they are complete.
+QStringList partialFiles(const QString& strFolder)
+{
+    return QDir(strFolder).entryList({".*kxpart*"}, QDir::Files | QDir::Hidden);
+}
+
+QByteArray contents(const QString& strFile)
+{
+    QFile file(strFile);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+void writeFile(const QString& strFile, const QByteArray& data)
+{
+    QFile file(strFile);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
+}
+
 class EncoderTest : public ::testing::Test
 {
 protected:
@@ -139,17 +159,20 @@ class EncoderFormatTest : public EncoderTest, public ::testing::WithParamInterfa
 
 } // namespace
 
-// 12 frames, four each of red, green and blue, come back as 12 frames of 1.2 s in yuv420p.
-TEST_P(EncoderFormatTest, RecordsFramesThatReadBackWithTheirColours)
+// 12 frames of 12 hues come back as 12 frames of 1.2 s in yuv420p, each hue in its place (the
+// frames are encoded on the encoder's own thread).
+TEST_P(EncoderFormatTest, RecordsFramesThatReadBackWithTheirColoursInOrder)
 {
     const QString strFile = path(GetParam().m_szFile);
-    const QColor colours[] = {QColor(220, 30, 40), QColor(40, 200, 60), QColor(30, 50, 210)};
+    QColor colours[12];
+    for (int i = 0; i < 12; ++i)
+        colours[i] = QColor::fromHsv(i * 30, 200, 210);
     {
         VideoEncoderMAC encoder;
         ASSERT_TRUE(encoder.createMovieFile(strFile, 320, 240, 1000000, 20, 25))
             << logText().toStdString();
         for (int i = 0; i < 12; ++i)
-            ASSERT_TRUE(encoder.encodeImage(textured(colours[i / 4], i)));
+            ASSERT_TRUE(encoder.encodeImage(textured(colours[i], i)));
         EXPECT_TRUE(encoder.close());
         EXPECT_TRUE(encoder.close()); // a second close has nothing to do
         EXPECT_FALSE(encoder.isOpen());
@@ -161,9 +184,10 @@ TEST_P(EncoderFormatTest, RecordsFramesThatReadBackWithTheirColours)
     EXPECT_EQ(info.size, QSize(320, 240));
     EXPECT_NEAR(info.dDuration, 1.2, 0.05);
     ASSERT_EQ(info.listFrames.size(), 12);
-    for (int i : {1, 6, 11})
-        EXPECT_TRUE(near(info.listFrames[i].pixel(160, 120), colours[i / 4])) << "frame " << i;
+    for (int i = 0; i < 12; ++i)
+        EXPECT_TRUE(near(info.listFrames[i].pixel(160, 120), colours[i])) << "frame " << i;
     EXPECT_EQ(logText(), QString()); // not a warning, not a program stream underflow
+    EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList());
 
     QFile file(strFile);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -264,11 +288,12 @@ TEST_F(EncoderTest, RefusesAReadOnlyFolder)
     EXPECT_FALSE(QFile::exists(path("ro/h.mp4")));
 }
 
-// A disk that fills up mid-movie (a file size limit here): frames are refused from then on,
-// close() fails and the incomplete movie is removed. A full device fails at once and, not
-// being a regular file, is left alone.
-TEST_F(EncoderTest, WriteFailuresAreLoggedAndTheMovieRemoved)
+// A disk that fills up mid-movie (a file size limit here): the failure shows at a later frame,
+// frames are refused from then on, close() fails, the incomplete movie is removed and the older
+// movie of that name is kept byte for byte.
+TEST_F(EncoderTest, WriteFailuresAreLoggedAndTheOlderMovieKept)
 {
+    writeFile(path("big.mpg"), "older movie");
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit oldLimit{};
     getrlimit(RLIMIT_FSIZE, &oldLimit);
@@ -287,17 +312,13 @@ TEST_F(EncoderTest, WriteFailuresAreLoggedAndTheMovieRemoved)
     EXPECT_LT(nAccepted, 50);
     EXPECT_FALSE(bClosed);
     EXPECT_TRUE(logHas("File too large")) << logText().toStdString();
-    EXPECT_FALSE(QFile::exists(path("big.mpg")));
-
-    ASSERT_TRUE(QFile::link("/dev/full", path("full.mp4")));
-    EXPECT_FALSE(encoder.createMovieFile(path("full.mp4"), 320, 240, 1000000, 20, 25));
-    EXPECT_TRUE(logHas("No space left on device"));
-    EXPECT_TRUE(QFileInfo(path("full.mp4")).isSymLink());
+    EXPECT_EQ(contents(path("big.mpg")), "older movie");
+    EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList());
 }
 
 // H.264 holds frames back and the muxer buffers its writes: a limit hit after the last frame
 // fails only at close(), one hit mid-movie shows some frames later. Either way the movie is
-// removed and the log says why.
+// removed, the older one kept and the log says why.
 TEST_F(EncoderTest, H264WriteFailuresShowAtTheLatestInClose)
 {
     std::signal(SIGXFSZ, SIG_IGN);
@@ -307,6 +328,7 @@ TEST_F(EncoderTest, H264WriteFailuresShowAtTheLatestInClose)
         for (const char* szName : {"limit.mp4", "limit.mov"})
         {
             CKXLogFile::clearRecentLines();
+            writeFile(path(szName), "older movie");
             const int nFrames = nLimit == 4096 ? 3 : 60;
             rlimit limit = oldLimit;
             limit.rlim_cur = nLimit;
@@ -323,42 +345,45 @@ TEST_F(EncoderTest, H264WriteFailuresShowAtTheLatestInClose)
             EXPECT_EQ(nAccepted < nFrames, nLimit == 65536) << szName << " " << nAccepted;
             EXPECT_FALSE(bClosed) << szName;
             EXPECT_TRUE(logHas("File too large")) << szName << logText().toStdString();
-            EXPECT_FALSE(QFile::exists(path(szName))) << szName;
+            EXPECT_EQ(contents(path(szName)), "older movie") << szName;
+            EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList()) << szName;
         }
 }
 
-// Removing the movie or its folder mid-way does not make writes fail: the encoder notices at
-// the next frame, so the caller can stop, and never removes a file that took the name since.
+// Removing the file being written or its folder mid-way does not make writes fail: the encoder
+// notices at the next frame, so the caller can stop, and never removes a file that took the
+// name since. The older movie of the chosen name is not involved.
 TEST_F(EncoderTest, AMovieRemovedWhileWrittenIsLostAndItsSuccessorKept)
 {
-    ASSERT_TRUE(QDir().mkpath(path("take")));
-    for (const char* szName : {"take/gone.mpg", "take/replaced.mp4", "take/folder.mov"})
+    const QString strFolder = path("take");
+    ASSERT_TRUE(QDir().mkpath(strFolder));
+    for (const char* szName : {"gone.mpg", "replaced.mp4", "folder.mov"})
     {
         CKXLogFile::clearRecentLines();
-        const QString strFile = path(szName);
+        const QString strFile = strFolder + "/" + szName;
+        writeFile(strFile, "older movie");
         VideoEncoderMAC encoder;
         ASSERT_TRUE(encoder.createMovieFile(strFile, 320, 240, 1000000, 20, 25));
         for (int i = 0; i < 3; ++i)
             ASSERT_TRUE(encoder.encodeImage(textured(Qt::gray, i)));
         const bool bFolder = strFile.endsWith("mov");
         const bool bReplaced = strFile.endsWith("mp4");
-        ASSERT_TRUE(bFolder ? QDir(path("take")).removeRecursively() : QFile::remove(strFile));
+        const QStringList partials = partialFiles(strFolder);
+        ASSERT_EQ(partials.size(), 1) << szName;
+        const QString strPartial = strFolder + "/" + partials[0];
+        ASSERT_TRUE(bFolder ? QDir(strFolder).removeRecursively() : QFile::remove(strPartial));
         if (bReplaced)
-        {
-            QFile successor(strFile);
-            ASSERT_TRUE(successor.open(QIODevice::WriteOnly) && successor.write("user's") == 6);
-        }
+            writeFile(strPartial, "user's");
         EXPECT_FALSE(encoder.encodeImage(textured(Qt::gray, 3))) << szName;
         EXPECT_TRUE(logHas("was removed or replaced while it was being written")) << szName;
         CKXLogFile::clearRecentLines();
         EXPECT_FALSE(encoder.encodeImage(textured(Qt::gray, 4)));
         EXPECT_FALSE(encoder.close()) << szName;
         EXPECT_EQ(logText(), QString()) << szName; // said once, at the frame that noticed
-        QFile left(strFile);
-        EXPECT_EQ(left.open(QIODevice::ReadOnly) ? left.readAll() : QByteArray("(none)"),
-                  QByteArray(bReplaced ? "user's" : "(none)"))
-            << szName;
-        ASSERT_TRUE(QDir().mkpath(path("take")));
+        EXPECT_EQ(contents(strPartial), bReplaced ? "user's" : "(none)") << szName;
+        EXPECT_EQ(contents(strFile), bFolder ? "(none)" : "older movie") << szName;
+        QFile::remove(strPartial);
+        ASSERT_TRUE(QDir().mkpath(strFolder));
     }
 
     // Gone between the last frame and close(): the trailer is not written, nothing claims
@@ -366,9 +391,11 @@ TEST_F(EncoderTest, AMovieRemovedWhileWrittenIsLostAndItsSuccessorKept)
     VideoEncoderMAC encoder;
     ASSERT_TRUE(encoder.createMovieFile(path("late.mpg"), 320, 240, 1000000, 20, 25));
     ASSERT_TRUE(encoder.encodeImage(textured(Qt::gray, 0)));
-    ASSERT_TRUE(QFile::remove(path("late.mpg")));
+    ASSERT_EQ(partialFiles(m_tempDir.path()).size(), 1);
+    ASSERT_TRUE(QFile::remove(path(partialFiles(m_tempDir.path())[0])));
     EXPECT_FALSE(encoder.close());
     EXPECT_TRUE(logHas("was removed or replaced"));
+    EXPECT_FALSE(QFile::exists(path("late.mpg")));
 }
 
 TEST_F(EncoderTest, RefusesFramesThatDoNotFitAndKeepsTheMovie)
@@ -396,9 +423,10 @@ TEST_F(EncoderTest, EmptyMovieIsRemovedAndDestructorFinishesAMovie)
     {
         VideoEncoderMAC encoder;
         ASSERT_TRUE(encoder.createMovieFile(path("empty.mp4"), 64, 64, 1000000, 20, 25));
-        EXPECT_TRUE(QFile::exists(path("empty.mp4")));
+        EXPECT_EQ(partialFiles(m_tempDir.path()).size(), 1);
         EXPECT_FALSE(encoder.close());
         EXPECT_FALSE(QFile::exists(path("empty.mp4")));
+        EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList());
         EXPECT_TRUE(logHas("has no frames"));
 
         // A relative name with a colon is a file, not an FFmpeg protocol.
@@ -409,6 +437,111 @@ TEST_F(EncoderTest, EmptyMovieIsRemovedAndDestructorFinishesAMovie)
         ASSERT_TRUE(encoder.encodeImage(filled(64, 64, Qt::blue)));
     }
     EXPECT_EQ(readMovie(path("take:1.mpg")).listFrames.size(), 1);
+}
+
+// The older movie of the chosen name stays byte for byte until the new one is complete: while
+// frames are written, after a discard with frames still queued, and after a refusal because the
+// name is not a regular file. A complete movie then replaces it with its permissions, also
+// through a symbolic link. No hidden file stays behind.
+TEST_F(EncoderTest, AnOlderMovieIsReplacedOnlyByAFinishedOne)
+{
+    const QString strMovie = path("talk.mp4");
+    writeFile(strMovie, "older movie");
+    ASSERT_TRUE(
+        QFile::setPermissions(strMovie, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
+    VideoEncoderMAC encoder;
+    ASSERT_TRUE(encoder.createMovieFile(strMovie, 1920, 1080, 1000000, 20, 25));
+    for (int i = 0; i < 8; ++i) // more than the queue holds: the caller waits for the worker
+        ASSERT_TRUE(encoder.encodeImage(filled(1920, 1080, QColor::fromHsv(i * 40, 200, 200))));
+    EXPECT_EQ(contents(strMovie), "older movie");
+    EXPECT_EQ(partialFiles(m_tempDir.path()).size(), 1);
+    encoder.discard();
+    EXPECT_FALSE(encoder.isOpen());
+    EXPECT_TRUE(encoder.close()); // nothing left to close
+    EXPECT_EQ(contents(strMovie), "older movie");
+    EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList());
+    EXPECT_EQ(logText(), QString());
+
+    ASSERT_TRUE(encoder.createMovieFile(strMovie, 64, 64, 1000000, 20, 25));
+    for (int i = 0; i < 5; ++i)
+        ASSERT_TRUE(encoder.encodeImage(filled(64, 64, Qt::green)));
+    EXPECT_TRUE(encoder.close());
+    EXPECT_EQ(readMovie(strMovie).listFrames.size(), 5);
+    EXPECT_EQ(QFile::permissions(strMovie) & 0x7077,
+              QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup);
+
+    // Through a link the linked movie is replaced and the link stays.
+    ASSERT_TRUE(QDir().mkpath(path("real")));
+    writeFile(path("real/clip.mpg"), "older movie");
+    ASSERT_TRUE(QFile::link(path("real/clip.mpg"), path("link.mpg")));
+    ASSERT_TRUE(encoder.createMovieFile(path("link.mpg"), 64, 64, 1000000, 20, 25));
+    ASSERT_TRUE(encoder.encodeImage(filled(64, 64, Qt::blue)));
+    EXPECT_TRUE(encoder.close());
+    EXPECT_TRUE(QFileInfo(path("link.mpg")).isSymLink());
+    EXPECT_EQ(readMovie(path("real/clip.mpg")).listFrames.size(), 1);
+    EXPECT_EQ(partialFiles(path("real")), QStringList());
+
+    // A rename would replace a device or a folder itself: refused before anything is written.
+    ASSERT_TRUE(QFile::link("/dev/full", path("full.mp4")));
+    ASSERT_TRUE(QDir().mkpath(path("folder.mov")));
+    for (const char* szName : {"full.mp4", "folder.mov"})
+    {
+        CKXLogFile::clearRecentLines();
+        EXPECT_FALSE(encoder.createMovieFile(path(szName), 64, 64, 1000000, 20, 25)) << szName;
+        EXPECT_TRUE(logHas("is not a regular file")) << szName;
+    }
+    EXPECT_TRUE(QFileInfo(path("full.mp4")).isSymLink());
+    EXPECT_TRUE(QFileInfo(path("folder.mov")).isDir());
+    EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList());
+}
+
+// A recording process killed mid-way leaves the older movie as it was; its hidden file is
+// removed by the next movie created in that folder, while a running process's is not.
+TEST_F(EncoderTest, AKilledRecordingKeepsTheOlderMovieAndItsLeftoverIsRemovedLater)
+{
+    const QString strMovie = path("killed.mp4");
+    writeFile(strMovie, "older movie");
+    int pipeFds[2];
+    ASSERT_EQ(pipe(pipeFds), 0);
+    const pid_t nChild = fork();
+    ASSERT_GE(nChild, 0);
+    if (nChild == 0)
+    {
+        ::close(pipeFds[0]);
+        VideoEncoderMAC encoder;
+        if (encoder.createMovieFile(strMovie, 320, 240, 1000000, 20, 25))
+            for (int i = 0; i < 100000 && encoder.encodeImage(textured(Qt::gray, i)); ++i)
+                if (i == 5 && ::write(pipeFds[1], "x", 1) != 1)
+                    break;
+        _exit(1); // not reached while the parent kills it in time; nothing claims success
+    }
+    ::close(pipeFds[1]);
+    char cByte = 0;
+    const bool bRecording = ::read(pipeFds[0], &cByte, 1) == 1;
+    ::close(pipeFds[0]);
+    kill(nChild, SIGKILL);
+    int nStatus = 0;
+    ASSERT_EQ(waitpid(nChild, &nStatus, 0), nChild);
+    ASSERT_TRUE(bRecording);
+    EXPECT_TRUE(WIFSIGNALED(nStatus));
+    EXPECT_EQ(contents(strMovie), "older movie");
+    QStringList partials = partialFiles(m_tempDir.path());
+    ASSERT_EQ(partials.size(), 1);
+    EXPECT_EQ(CKXPartialMovieFile::ownerOf(partials[0]), nChild);
+
+    CKXLogFile::clearRecentLines();
+    VideoEncoderMAC running;
+    ASSERT_TRUE(running.createMovieFile(path("other.mpg"), 64, 64, 1000000, 20, 25));
+    EXPECT_TRUE(logHas("Removed")) << logText().toStdString();
+    partials = partialFiles(m_tempDir.path());
+    ASSERT_EQ(partials.size(), 1); // the running one's
+    EXPECT_EQ(CKXPartialMovieFile::ownerOf(partials[0]), getpid());
+    VideoEncoderMAC next;
+    ASSERT_TRUE(next.createMovieFile(path("third.mpg"), 64, 64, 1000000, 20, 25));
+    EXPECT_EQ(partialFiles(m_tempDir.path()).size(), 2);
+    running.discard();
+    next.discard();
+    EXPECT_EQ(contents(strMovie), "older movie");
 }
 
 TEST(MovieExporterTest, ListsTheThreeMovieTypesOfThisFfmpeg)

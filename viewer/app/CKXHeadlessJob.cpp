@@ -2,6 +2,7 @@
 
 #include "CKXGLView.h"
 #include "CKXMainWindow.h"
+#include "CKXPartialMovieFile.h"
 #include "CKXPluginManager.h"
 #include "CKXSequenceWindowImpl.h"
 #include "CKXToolPluginBase.h"
@@ -22,7 +23,6 @@
 #include <QSpinBox>
 
 #include <cstdio>
-#include <unistd.h>
 
 namespace
 {
@@ -342,13 +342,11 @@ bool CKXHeadlessJob::record()
         return fail(
             QStringLiteral("cannot create the folder of \"%1\".").arg(m_options.m_strRecord));
     }
-    // The movie is recorded beside the target under a temporary name with the same extension
-    // and moved over it only when complete, so a failed recording keeps an older movie.
-    const QString strPartial = target.absoluteDir().filePath(QStringLiteral("%1.part%2.%3")
-                                                                 .arg(target.completeBaseName())
-                                                                 .arg(::getpid())
-                                                                 .arg(target.suffix()));
-    QFile::remove(strPartial);
+    // The movie is recorded beside the target under a hidden partial name and renamed over it
+    // in one step only when the job succeeded, so a job that fails for any reason keeps an older
+    // movie. Being a partial movie's name, a killed job's file is removed by the next recording
+    // into that folder.
+    const QString strPartial = CKXPartialMovieFile::nameFor(target.absoluteFilePath());
 
     progress(QStringLiteral("recording %1 key frames").arg(keyFrameCount()));
     CKXLogFile::clearRecentLines();
@@ -384,11 +382,11 @@ bool CKXHeadlessJob::record()
         return fail(
             QStringLiteral("recording \"%1\": %2").arg(m_options.m_strRecord, failures.join('\n')));
     }
-    QFile::remove(target.absoluteFilePath());
-    if (!QFile::rename(strPartial, target.absoluteFilePath()))
+    const QString strError = CKXPartialMovieFile::commit(strPartial, target.absoluteFilePath());
+    if (!strError.isEmpty())
     {
-        return fail(QStringLiteral("cannot move the movie to \"%1\" (it is in \"%2\").")
-                        .arg(target.absoluteFilePath(), strPartial));
+        return fail(QStringLiteral("cannot move the movie to \"%1\" (%2; it is in \"%3\").")
+                        .arg(target.absoluteFilePath(), strError, strPartial));
     }
     progress(QStringLiteral("recorded %1 (%2 bytes) in %3 s")
                  .arg(target.absoluteFilePath())

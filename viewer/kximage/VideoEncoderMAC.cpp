@@ -10,6 +10,7 @@
 // - nQuality is x264's constant rate factor (25: good for rendered scenes, moderate files).
 #include "VideoEncoderMAC.h"
 
+#include "CKXPartialMovieFile.h"
 #include "CKXSLog.h"
 #include "KXAutomation.h"
 
@@ -20,8 +21,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
 #include <mutex>
+#include <system_error>
+#include <thread>
 
 extern "C"
 {
@@ -39,6 +44,9 @@ const char* const kszLogSource = "VideoEncoderMAC";
 const int knFramesPerSecond = 10;
 // Frames beyond this side length would cost hundreds of MB per frame in the encoder's queues.
 const unsigned knMaxSide = 8192;
+// Frames handed to the worker thread and not yet taken: enough to even out the rendering's and
+// the encoder's ups and downs, and at 3840x2160 still only 100 MB.
+const size_t knQueuedFrames = 3;
 // The frame area at which nBitRate applies unscaled (see the file comment).
 const double kdReferenceArea = 640.0 * 480.0;
 
@@ -110,6 +118,8 @@ const SMovieFormat* findMovieFormat(const QString& strExtension)
 
 struct VideoEncoderMAC::Private
 {
+    // Owned by the worker thread between start() and stop(): the caller only reads them while
+    // the worker is not running.
     AVFormatContext* m_pFormat = nullptr; // owns the stream and, once opened, the file
     AVCodecContext* m_pCodec = nullptr;
     AVStream* m_pStream = nullptr;
@@ -117,14 +127,30 @@ struct VideoEncoderMAC::Private
     AVPacket* m_pPacket = nullptr;
     SwsContext* m_pScaler = nullptr; // movie-sized RGB32 -> yuv420p
     QImage m_imagePadded;            // movie-sized copy of frames one pixel short of the movie
-    QString m_strFileName;
-    bool m_bFileCreated = false; // the file exists because of us: remove it on failure
-    dev_t m_nDevice = 0;         // identity of the file we created, to tell it from a file that
-    ino_t m_nInode = 0;          // took its name after it (or its folder) was removed
-    bool m_bFailed = false;      // a write failed; later frames are dropped, close removes
+    int64_t m_nFrames = 0;           // frames encoded
+
+    // Fixed while a movie is open; read by both threads.
+    QString m_strFileName; // the movie's name, where it goes when complete
+    QString m_strPartName; // the hidden file the movie is written to until then
+    int m_nWidth = 0;
+    int m_nHeight = 0;
+    dev_t m_nDevice = 0; // identity of the partial file we created, to tell it from a file
+    ino_t m_nInode = 0;  // that took its name after it (or its folder) was removed
+
+    // Caller's thread only.
+    bool m_bFileCreated = false; // the partial file exists because of us: remove it unless kept
     bool m_bOpen = false;
     bool m_bCreateFailed = false; // the last createMovieFile was refused (and logged)
-    int64_t m_nFrames = 0;
+    std::thread m_worker;
+
+    // The hand-over to the worker, guarded by m_mutex.
+    std::mutex m_mutex;
+    std::condition_variable m_cvWork;  // the worker waits for a frame or the end
+    std::condition_variable m_cvSpace; // the caller waits for room in the queue
+    std::deque<QImage> m_queueFrames;
+    bool m_bFailed = false; // a write failed; later frames are dropped, the movie is not kept
+    bool m_bEnd = false;    // no more frames: the worker drains the queue and returns
+    bool m_bDrop = false;   // discard: the worker drops what it has not started yet
 
     bool open(const QString& strFileName, unsigned nWidth, unsigned nHeight, unsigned nBitRate,
               unsigned nKeyFrameInterval, int nQuality);
@@ -132,8 +158,13 @@ struct VideoEncoderMAC::Private
     bool sendAndWrite(AVFrame* pFrame);
     bool isStillOurFile() const;
     bool checkStillOurFile();
+    bool failed();
+    void markFailed();
+    void work();
+    bool start();
+    void stop(bool bDrop);
     bool finish();
-    void release();
+    void release(bool bKeep);
 };
 
 bool VideoEncoderMAC::Private::open(const QString& strFileName, unsigned nWidth, unsigned nHeight,
@@ -181,6 +212,20 @@ bool VideoEncoderMAC::Private::open(const QString& strFileName, unsigned nWidth,
         return false;
     }
 
+    // The finished movie is renamed onto the name: that would replace a device, a folder or a
+    // symbolic link itself. A link to a movie is followed, so the movie it leads to is replaced.
+    const QFileInfo target(m_strFileName);
+    if (target.exists() && !target.isFile())
+    {
+        logError(QStringLiteral("Cannot create movie %1: that name is taken by something that is "
+                                "not a regular file.")
+                     .arg(strName));
+        return false;
+    }
+    if (target.isSymLink() && target.exists())
+        m_strFileName = target.canonicalFilePath();
+    m_strPartName = CKXPartialMovieFile::nameFor(m_strFileName);
+
     const AVOutputFormat* pOutput = av_guess_format(pMovieFormat->m_szMuxer, nullptr, nullptr);
     const AVCodec* pEncoder = avcodec_find_encoder_by_name(pMovieFormat->m_szEncoder);
     if (!pOutput || !pEncoder)
@@ -194,7 +239,7 @@ bool VideoEncoderMAC::Private::open(const QString& strFileName, unsigned nWidth,
     }
 
     // "file:" keeps FFmpeg from reading a colon in the name as a protocol prefix.
-    const QByteArray url = "file:" + QFile::encodeName(m_strFileName);
+    const QByteArray url = "file:" + QFile::encodeName(m_strPartName);
     int nResult = avformat_alloc_output_context2(&m_pFormat, pOutput, nullptr, url.constData());
     m_pStream = nResult >= 0 ? avformat_new_stream(m_pFormat, nullptr) : nullptr;
     m_pCodec = avcodec_alloc_context3(pEncoder);
@@ -206,6 +251,8 @@ bool VideoEncoderMAC::Private::open(const QString& strFileName, unsigned nWidth,
         return false;
     }
 
+    m_nWidth = static_cast<int>(nWidth);
+    m_nHeight = static_cast<int>(nHeight);
     m_pCodec->width = static_cast<int>(nWidth);
     m_pCodec->height = static_cast<int>(nHeight);
     m_pCodec->pix_fmt = AV_PIX_FMT_YUV420P;
@@ -280,6 +327,11 @@ bool VideoEncoderMAC::Private::open(const QString& strFileName, unsigned nWidth,
     const int* pMatrix = sws_getCoefficients(SWS_CS_ITU709);
     sws_setColorspaceDetails(m_pScaler, pMatrix, 1, pMatrix, 0, 0, 1 << 16, 1 << 16);
 
+    for (const QString& strStale : CKXPartialMovieFile::removeStale(target.absolutePath()))
+        getLogObject()->log(QStringLiteral("Removed '%1', the unfinished movie of a recording "
+                                           "that ended without closing it.")
+                                .arg(strStale),
+                            QString::fromLatin1(kszLogSource), 0, QString(), 2, false);
     nResult = avio_open(&m_pFormat->pb, url.constData(), AVIO_FLAG_WRITE);
     if (nResult < 0)
     {
@@ -288,7 +340,7 @@ bool VideoEncoderMAC::Private::open(const QString& strFileName, unsigned nWidth,
     }
     m_bFileCreated = true;
     struct stat created = {};
-    if (::stat(QFile::encodeName(m_strFileName).constData(), &created) == 0)
+    if (::stat(QFile::encodeName(m_strPartName).constData(), &created) == 0)
     {
         m_nDevice = created.st_dev;
         m_nInode = created.st_ino;
@@ -396,12 +448,12 @@ bool VideoEncoderMAC::Private::sendAndWrite(AVFrame* pFrame)
     return false;
 }
 
-// The name still leads to the file createMovieFile made. On a removed folder or file the
+// The name still leads to the partial file createMovieFile made. On a removed folder or file the
 // writes keep succeeding into a file nobody can open any more, so only the name tells.
 bool VideoEncoderMAC::Private::isStillOurFile() const
 {
     struct stat current = {};
-    return m_bFileCreated && ::stat(QFile::encodeName(m_strFileName).constData(), &current) == 0 &&
+    return m_bFileCreated && ::stat(QFile::encodeName(m_strPartName).constData(), &current) == 0 &&
            current.st_dev == m_nDevice && current.st_ino == m_nInode;
 }
 
@@ -413,11 +465,89 @@ bool VideoEncoderMAC::Private::checkStillOurFile()
     logError(QStringLiteral("Movie '%1' was removed or replaced while it was being written (was "
                             "its folder deleted?); the movie is lost.")
                  .arg(m_strFileName));
-    m_bFailed = true;
+    markFailed();
     return false;
 }
 
-// Flushes the encoder, writes the trailer and closes the file.
+bool VideoEncoderMAC::Private::failed()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_bFailed;
+}
+
+void VideoEncoderMAC::Private::markFailed()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_bFailed = true;
+}
+
+// The worker: converts, encodes and writes the queued frames in order. After a failure (logged
+// where it happened) the remaining frames are dropped unseen.
+void VideoEncoderMAC::Private::work()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    for (;;)
+    {
+        m_cvWork.wait(lock, [this] { return !m_queueFrames.empty() || m_bEnd; });
+        if (m_queueFrames.empty())
+            return;
+        const QImage image = std::move(m_queueFrames.front());
+        m_queueFrames.pop_front();
+        const bool bSkip = m_bFailed || m_bDrop;
+        m_cvSpace.notify_all();
+        if (bSkip)
+            continue;
+        lock.unlock();
+        bool bOk = convert(image);
+        if (bOk)
+        {
+            m_pFrame->pts = m_nFrames;
+            bOk = sendAndWrite(m_pFrame);
+        }
+        lock.lock();
+        if (bOk)
+            ++m_nFrames;
+        else
+            m_bFailed = true;
+        m_cvSpace.notify_all();
+    }
+}
+
+bool VideoEncoderMAC::Private::start()
+{
+    m_bEnd = false;
+    m_bDrop = false;
+    try
+    {
+        m_worker = std::thread([this] { work(); });
+    }
+    catch (const std::system_error& error)
+    {
+        logError(QStringLiteral("Cannot create movie '%1': no thread to encode it (%2).")
+                     .arg(m_strFileName, QString::fromLocal8Bit(error.what())));
+        return false;
+    }
+    return true;
+}
+
+// Waits until the worker has written every queued frame (or, with bDrop, only the one it is
+// busy with) and has ended.
+void VideoEncoderMAC::Private::stop(bool bDrop)
+{
+    if (!m_worker.joinable())
+        return;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_bEnd = true;
+        m_bDrop = m_bDrop || bDrop;
+        if (m_bDrop)
+            m_queueFrames.clear();
+    }
+    m_cvWork.notify_all();
+    m_worker.join();
+}
+
+// Flushes the encoder, writes the trailer and closes the file. Runs after stop().
 bool VideoEncoderMAC::Private::finish()
 {
     bool bOk = !m_bFailed;
@@ -458,11 +588,25 @@ bool VideoEncoderMAC::Private::finish()
             bOk = false;
         }
     }
+    // The complete movie takes the name in one step: until here an older file of that name is
+    // untouched, and a process killed at any moment leaves either the old or the new movie.
+    if (bOk)
+        bOk = checkStillOurFile();
+    if (bOk)
+    {
+        const QString strError = CKXPartialMovieFile::commit(m_strPartName, m_strFileName);
+        if (!strError.isEmpty())
+        {
+            logError(QStringLiteral("Cannot put movie '%1' in place (it was written to '%2'): %3.")
+                         .arg(m_strFileName, m_strPartName, strError));
+            bOk = false;
+        }
+    }
     return bOk;
 }
 
-// Frees everything; removes the file when it was created here and is not complete.
-void VideoEncoderMAC::Private::release()
+// Frees everything; removes the partial file unless it became the movie.
+void VideoEncoderMAC::Private::release(bool bKeep)
 {
     if (m_pFormat && m_pFormat->pb)
         avio_closep(&m_pFormat->pb);
@@ -475,14 +619,15 @@ void VideoEncoderMAC::Private::release()
     sws_freeContext(m_pScaler);
     m_pScaler = nullptr;
     m_imagePadded = QImage();
-    // Only the regular file created here: a name that leads to a device must not unlink the
-    // device, and a file that took the name after ours was removed belongs to somebody else.
-    if (m_bFileCreated && m_bFailed && QFileInfo(m_strFileName).isFile() && isStillOurFile())
-        QFile::remove(m_strFileName);
+    // Only the regular file created here: a file that took its name after ours was removed
+    // belongs to somebody else.
+    if (!bKeep && m_bFileCreated && QFileInfo(m_strPartName).isFile() && isStillOurFile())
+        QFile::remove(m_strPartName);
     m_bFileCreated = false;
     m_bFailed = false;
     m_bOpen = false;
     m_nFrames = 0;
+    m_queueFrames.clear();
 }
 
 VideoEncoderMAC::VideoEncoderMAC() : m_pPrivate(new Private)
@@ -511,13 +656,11 @@ bool VideoEncoderMAC::createMovieFile(const QString& strFileName, unsigned nWidt
         CKXAutomation::recordMovie(movie);
     }
     Private& d = *m_pPrivate;
-    d.m_bOpen = d.open(strFileName, nWidth, nHeight, nBitRate, nKeyFrameInterval, nQuality);
+    d.m_bOpen =
+        d.open(strFileName, nWidth, nHeight, nBitRate, nKeyFrameInterval, nQuality) && d.start();
     d.m_bCreateFailed = !d.m_bOpen;
     if (!d.m_bOpen)
-    {
-        d.m_bFailed = true;
-        d.release();
-    }
+        d.release(false);
     return d.m_bOpen;
 }
 
@@ -536,16 +679,14 @@ bool VideoEncoderMAC::encodeImage(const QImage& image)
             logError(QStringLiteral("Cannot add a frame: no movie file is open."));
         return false;
     }
-    if (d.m_bFailed)
+    if (d.failed())
         return false; // reported when it happened; the movie will be removed on close
     // Checked per frame (one stat, microseconds) so a recording stops at once rather than
     // encoding the rest of its frames into a file that is gone.
     if (!d.checkStillOurFile())
         return false;
-    const int nMovieWidth = d.m_pCodec->width;
-    const int nMovieHeight = d.m_pCodec->height;
-    const bool bWidthFits = image.width() == nMovieWidth || image.width() == nMovieWidth - 1;
-    const bool bHeightFits = image.height() == nMovieHeight || image.height() == nMovieHeight - 1;
+    const bool bWidthFits = image.width() == d.m_nWidth || image.width() == d.m_nWidth - 1;
+    const bool bHeightFits = image.height() == d.m_nHeight || image.height() == d.m_nHeight - 1;
     if (image.isNull() || !bWidthFits || !bHeightFits)
     {
         logError(QStringLiteral("Movie '%1': frame of %2x%3 refused; the movie is %4x%5 and "
@@ -553,19 +694,21 @@ bool VideoEncoderMAC::encodeImage(const QImage& image)
                      .arg(d.m_strFileName)
                      .arg(image.width())
                      .arg(image.height())
-                     .arg(nMovieWidth)
-                     .arg(nMovieHeight));
+                     .arg(d.m_nWidth)
+                     .arg(d.m_nHeight));
         return false;
     }
-    if (!d.convert(image))
-        return false;
-    d.m_pFrame->pts = d.m_nFrames;
-    if (!d.sendAndWrite(d.m_pFrame))
     {
-        d.m_bFailed = true;
-        return false;
+        // The caller waits while the queue is full: memory stays bounded by the queue, and a
+        // recording runs no further ahead of its movie than that.
+        std::unique_lock<std::mutex> lock(d.m_mutex);
+        d.m_cvSpace.wait(lock,
+                         [&d] { return d.m_queueFrames.size() < knQueuedFrames || d.m_bFailed; });
+        if (d.m_bFailed)
+            return false;
+        d.m_queueFrames.push_back(image); // shares the pixels; no copy
     }
-    ++d.m_nFrames;
+    d.m_cvWork.notify_one();
     return true;
 }
 
@@ -574,10 +717,19 @@ bool VideoEncoderMAC::close()
     Private& d = *m_pPrivate;
     if (!d.m_bOpen)
         return true;
+    d.stop(false);
     const bool bOk = d.finish();
-    d.m_bFailed = !bOk;
-    d.release();
+    d.release(bOk);
     return bOk;
+}
+
+void VideoEncoderMAC::discard()
+{
+    Private& d = *m_pPrivate;
+    if (!d.m_bOpen)
+        return;
+    d.stop(true);
+    d.release(false);
 }
 
 bool VideoEncoderMAC::isOpen() const

@@ -21,7 +21,6 @@
 #include "VideoEncoderMAC.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QImage>
 #include <QPointer>
 #include <QSignalBlocker>
@@ -397,7 +396,7 @@ tag_estatus CKX3DAnimationDlg::recordKeyFrameAnimationQT(const QString& strFileN
     const int nFrames = m_listAnimationFrames.size();
 
     // The encoder gets the name as Latin-1: characters outside it do not survive. Kept for
-    // compatibility with existing hosts; the file removed on an early end is the one written.
+    // compatibility with existing hosts.
     const QString strMovieName = QString::fromLatin1(strFileName.toLatin1());
     sMovieDetails details;
     details.durationMs = getDuration() * 1000;
@@ -492,10 +491,20 @@ tag_estatus CKX3DAnimationDlg::recordKeyFrameAnimationQT(const QString& strFileN
     }
 
     CKXProcess::endLongProcess(RECORDING_PROCESS);
-    // A close that fails has discarded the incomplete movie itself, and only while the name still
-    // led to it: a file that took the name since (its folder removed and made again) is not ours.
-    const bool bFinished = encoder.close();
-    if (!bFinished && bFileCreated && i >= nFrames)
+    // A movie ended early is discarded rather than closed and then removed by name: the encoder
+    // writes it beside the chosen name until it is complete, so an older movie of that name is
+    // kept. A close that fails has discarded the incomplete movie itself, likewise.
+    const bool bEndedEarly = i < nFrames;
+    bool bFinished = false;
+    if (bEndedEarly)
+    {
+        encoder.discard();
+    }
+    else
+    {
+        bFinished = encoder.close();
+    }
+    if (!bFinished && bFileCreated && !bEndedEarly)
     {
         logRecording(tr("The movie file could not be finished; the incomplete movie was "
                         "discarded."),
@@ -505,13 +514,6 @@ tag_estatus CKX3DAnimationDlg::recordKeyFrameAnimationQT(const QString& strFileN
     {
         const QSignalBlocker blocker(m_pFPSSpinBox);
         m_pFPSSpinBox->setValue(nUserFrameRate);
-    }
-    // Only a movie this recording created and finished is removed: a name the user chose but
-    // that was never written may belong to an older file. An older movie of that name is gone
-    // once the file was created; the user confirmed replacing it when choosing the name.
-    if (i < nFrames && bFileCreated && bFinished)
-    {
-        QFile::remove(strMovieName);
     }
     CKXUtilityFns::restoreCursor();
     return KX_SUCCESS;
