@@ -9,34 +9,39 @@
 #include <QStringList>
 #include <QVector3D>
 
-#include <gdcmImage.h>
-#include <gdcmImageReader.h>
-#include <gdcmPixelFormat.h>
-#include <gdcmReader.h>
-#include <gdcmScanner.h>
-#include <gdcmTrace.h>
+#include <dcmtk/config/osconfig.h> // first of DCMTK's headers
+#include <dcmtk/dcmdata/dcdeftag.h>
+#include <dcmtk/dcmdata/dcfilefo.h>
+#include <dcmtk/dcmdata/dcrledrg.h>
+#include <dcmtk/dcmdata/dcxfer.h>
+#include <dcmtk/dcmimgle/dcmimage.h>
+#include <dcmtk/dcmjpeg/djdecode.h>
+#include <dcmtk/oflog/oflog.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace
 {
 
-const gdcm::Tag kSeriesUid(0x0020, 0x000e);
-const gdcm::Tag kSeriesDescription(0x0008, 0x103e);
-const gdcm::Tag kSeriesNumber(0x0020, 0x0011);
-const gdcm::Tag kRows(0x0028, 0x0010);
-const gdcm::Tag kColumns(0x0028, 0x0011);
-const gdcm::Tag kPosition(0x0020, 0x0032);
-const gdcm::Tag kOrientation(0x0020, 0x0037);
-const gdcm::Tag kPixelSpacing(0x0028, 0x0030);
-const gdcm::Tag kSliceThickness(0x0018, 0x0050);
-const gdcm::Tag kFrames(0x0028, 0x0008);
-const gdcm::Tag kPixelData(0x7fe0, 0x0010);
+const DcmTagKey kSeriesUid = DCM_SeriesInstanceUID;
+const DcmTagKey kSeriesDescription = DCM_SeriesDescription;
+const DcmTagKey kSeriesNumber = DCM_SeriesNumber;
+const DcmTagKey kRows = DCM_Rows;
+const DcmTagKey kColumns = DCM_Columns;
+const DcmTagKey kPosition = DCM_ImagePositionPatient;
+const DcmTagKey kOrientation = DCM_ImageOrientationPatient;
+const DcmTagKey kPixelSpacing = DCM_PixelSpacing;
+const DcmTagKey kSliceThickness = DCM_SliceThickness;
+const DcmTagKey kFrames = DCM_NumberOfFrames;
+const DcmTagKey kScannedTags[] = {
+    kSeriesUid, kSeriesDescription, kSeriesNumber, kRows,           kColumns,
+    kPosition,  kOrientation,       kPixelSpacing, kSliceThickness, kFrames};
 
 // Slice positions and orientations come as decimal strings of a few significant digits.
 constexpr double kSamePosition = 1e-3;    // mm: closer slices are the same slice twice
@@ -62,10 +67,56 @@ QString sliceMessage(const std::string& strFile, const QString& strReason)
         .arg(QString::fromLocal8Bit(strFile.c_str()), strReason);
 }
 
-QString value(const gdcm::Scanner& scanner, const std::string& strFile, const gdcm::Tag& tag)
+// DCMTK loads values longer than this only when they are asked for, so a file that lies about
+// its pixel data's length costs nothing while its header is read.
+constexpr Uint32 kMaxLoadedLength = 4096;
+
+// The scanned header values of the files DCMTK could parse, by file.
+using HeaderValues = std::map<DcmTagKey, QString>;
+using Headers = std::map<std::string, HeaderValues>;
+
+// Files DCMTK cannot parse are skipped (a folder may hold other files), unless what it parsed
+// before it failed is an image's header: a damaged slice is named in `strCorrupt`, not dropped.
+Headers scanHeaders(const std::vector<std::string>& files, std::string& strCorrupt)
 {
-    const char* psz = scanner.GetValue(strFile.c_str(), tag);
-    return psz ? QString::fromLatin1(psz).trimmed() : QString();
+    Headers headers;
+    strCorrupt.clear();
+    for (const std::string& strFile : files)
+    {
+        DcmFileFormat format;
+        DcmDataset* pDataset = format.getDataset();
+        if (format
+                .loadFile(OFFilename(strFile.c_str()), EXS_Unknown, EGL_noChange, kMaxLoadedLength,
+                          ERM_autoDetect)
+                .bad())
+        {
+            pDataset = format.getDataset();
+            if (pDataset && (pDataset->tagExists(kRows) || pDataset->tagExists(DCM_PixelData)))
+            {
+                strCorrupt = strFile;
+                return {};
+            }
+            continue;
+        }
+        pDataset = format.getDataset();
+        HeaderValues& values = headers[strFile];
+        for (const DcmTagKey& tag : kScannedTags)
+        {
+            OFString text;
+            if (pDataset->findAndGetOFStringArray(tag, text).good())
+                values[tag] = QString::fromLatin1(text.c_str()).trimmed();
+        }
+    }
+    return headers;
+}
+
+QString value(const Headers& headers, const std::string& strFile, const DcmTagKey& tag)
+{
+    const auto file = headers.find(strFile);
+    if (file == headers.end())
+        return QString();
+    const auto found = file->second.find(tag);
+    return found == file->second.end() ? QString() : found->second;
 }
 
 // A multi-valued decimal string ("a\b\c") with exactly `nCount` finite values.
@@ -109,7 +160,7 @@ QStringList folderFiles(const QString& strFolder, bool& bTooMany)
     return files;
 }
 
-QString describeSeries(const gdcm::Scanner& scanner, const QString& strUid,
+QString describeSeries(const Headers& scanner, const QString& strUid,
                        const std::vector<std::string>& files)
 {
     const QString strNumber = value(scanner, files.front(), kSeriesNumber);
@@ -136,106 +187,111 @@ void convertSlice(const char* pSource, float* pTarget, std::size_t nCount, doubl
 
 using ConvertFunction = void (*)(const char*, float*, std::size_t, double, double);
 
-ConvertFunction converterFor(const gdcm::PixelFormat& format)
+ConvertFunction converterFor(EP_Representation eRepresentation)
 {
-    switch (format.GetScalarType())
+    switch (eRepresentation)
     {
-    case gdcm::PixelFormat::UINT8:
-        return &convertSlice<std::uint8_t>;
-    case gdcm::PixelFormat::INT8:
-        return &convertSlice<std::int8_t>;
-    case gdcm::PixelFormat::UINT16:
-        return &convertSlice<std::uint16_t>;
-    case gdcm::PixelFormat::INT16:
-        return &convertSlice<std::int16_t>;
-    case gdcm::PixelFormat::UINT32:
-        return &convertSlice<std::uint32_t>;
-    case gdcm::PixelFormat::INT32:
-        return &convertSlice<std::int32_t>;
-    case gdcm::PixelFormat::FLOAT32:
-        return &convertSlice<float>;
-    case gdcm::PixelFormat::FLOAT64:
-        return &convertSlice<double>;
+    case EPR_Uint8:
+        return &convertSlice<Uint8>;
+    case EPR_Sint8:
+        return &convertSlice<Sint8>;
+    case EPR_Uint16:
+        return &convertSlice<Uint16>;
+    case EPR_Sint16:
+        return &convertSlice<Sint16>;
+    case EPR_Uint32:
+        return &convertSlice<Uint32>;
+    case EPR_Sint32:
+        return &convertSlice<Sint32>;
     default:
         return nullptr;
     }
 }
 
-// GDCM reads a file whose native pixel data is cut short as if it were whole (padding it), so the
-// file's size is held against where the pixel values start. Encapsulated (compressed) pixel data
-// is left to the decoder, which fails on a cut stream.
-bool pixelDataComplete(const std::string& strFile, std::size_t nBytes)
+void registerDecoders()
 {
-    gdcm::Reader reader;
-    reader.SetFileName(strFile.c_str());
-    // Skipping the pixel data leaves the stream where its values start.
-    if (!reader.ReadUpToTag(kPixelData, {kPixelData}))
-        return false;
-    const gdcm::TransferSyntax& syntax = reader.GetFile().GetHeader().GetDataSetTransferSyntax();
-    if (syntax.IsEncapsulated() || syntax == gdcm::TransferSyntax::DeflatedExplicitVRLittleEndian)
+    static const bool bRegistered = []
+    {
+        // DCMTK logs what it refuses; the refusal reaches the user as our message.
+        OFLog::configure(OFLogger::FATAL_LOG_LEVEL);
+        DJDecoderRegistration::registerCodecs();
+        DcmRLEDecoderRegistration::registerCodecs();
         return true;
-    const qint64 nFileSize = QFileInfo(QFile::decodeName(strFile.c_str())).size();
-    return nFileSize >= 0 && std::size_t(nFileSize) >= reader.GetStreamCurrentPosition() + nBytes;
+    }();
+    (void)bRegistered;
 }
 
 // Reads one slice's pixels into `pTarget` (rows x columns values), rescaled.
 bool readSlice(const std::string& strFile, int nColumns, int nRows, float* pTarget,
-               std::vector<char>& buffer, QString& strError)
+               QString& strError)
 {
-    gdcm::ImageReader reader;
-    reader.SetFileName(strFile.c_str());
-    if (!reader.Read())
+    const QString strCorrupt = QStringLiteral("the file is truncated or corrupt.");
+    DcmFileFormat format;
+    if (format
+            .loadFile(OFFilename(strFile.c_str()), EXS_Unknown, EGL_noChange, kMaxLoadedLength,
+                      ERM_autoDetect)
+            .bad())
     {
-        strError = sliceMessage(strFile, QStringLiteral("the file is truncated or corrupt."));
+        strError = sliceMessage(strFile, strCorrupt);
         return false;
     }
-    const gdcm::Image& image = reader.GetImage();
-    const gdcm::PixelFormat& format = image.GetPixelFormat();
-    const unsigned int* pDims = image.GetDimensions();
-    if (image.GetNumberOfDimensions() != 2 || !pDims || pDims[0] != unsigned(nColumns) ||
-        pDims[1] != unsigned(nRows))
+    DcmDataset* pDataset = format.getDataset();
+    DcmElement* pPixels = nullptr;
+    Uint16 nBitsAllocated = 0, nSamples = 0;
+    if (pDataset->findAndGetElement(DCM_PixelData, pPixels).bad() || !pPixels ||
+        pDataset->findAndGetUint16(DCM_BitsAllocated, nBitsAllocated).bad() ||
+        pDataset->findAndGetUint16(DCM_SamplesPerPixel, nSamples).bad())
     {
-        strError = sliceMessage(
-            strFile,
-            QStringLiteral("its pixel data is not one %1 x %2 image.").arg(nColumns).arg(nRows));
-        return false;
-    }
-    const ConvertFunction pConvert = converterFor(format);
-    if (format.GetSamplesPerPixel() != 1 || !pConvert)
-    {
-        strError = sliceMessage(strFile, QStringLiteral("its pixels are not grey values (%1 "
-                                                        "samples of %2 bits).")
-                                             .arg(format.GetSamplesPerPixel())
-                                             .arg(format.GetBitsAllocated()));
+        strError = sliceMessage(strFile, QStringLiteral("it holds no pixel data."));
         return false;
     }
     const std::size_t nPixels = std::size_t(nColumns) * std::size_t(nRows);
-    const std::size_t nBytes = nPixels * format.GetPixelSize();
-    if (image.GetBufferLength() != nBytes)
+    // Native pixel data must hold the image and no more than the file does; DCMTK allocates its
+    // stated length when the value is loaded.
+    const qint64 nFileSize = QFileInfo(QFile::decodeName(strFile.c_str())).size();
+    const bool bEncapsulated = DcmXfer(pDataset->getOriginalXfer()).isEncapsulated();
+    if (!bEncapsulated &&
+        (qint64(pPixels->getLengthField()) > nFileSize ||
+         pPixels->getLengthField() < nPixels * nSamples * ((nBitsAllocated + 7u) / 8u)))
     {
-        strError = sliceMessage(strFile, QStringLiteral("its pixel data has the wrong size."));
+        strError = sliceMessage(strFile, strCorrupt);
         return false;
     }
-    if (!pixelDataComplete(strFile, nBytes))
+
+    // Stored values: the rescale is applied below in double precision, where DCMTK's modality
+    // transform would round a fractional slope to an integer representation.
+    DicomImage image(&format, pDataset->getOriginalXfer(), CIF_IgnoreModalityTransformation);
+    const DiPixel* pInter = image.getStatus() == EIS_Normal ? image.getInterData() : nullptr;
+    if (!pInter)
     {
-        strError = sliceMessage(strFile, QStringLiteral("the file is truncated or corrupt."));
+        strError = sliceMessage(
+            strFile, QStringLiteral("its pixel data cannot be decoded (%1).")
+                         .arg(QString::fromLatin1(DicomImage::getString(image.getStatus()))));
         return false;
     }
-    buffer.resize(nBytes);
-    if (!image.GetBuffer(buffer.data()))
+    if (!image.isMonochrome() || image.getFrameCount() != 1 ||
+        image.getWidth() != unsigned(nColumns) || image.getHeight() != unsigned(nRows) ||
+        pInter->getCount() < nPixels)
     {
-        strError = sliceMessage(strFile, QStringLiteral("its pixel data cannot be decoded."));
+        strError = sliceMessage(strFile, QStringLiteral("its pixel data is not one %1 x %2 grey "
+                                                        "image.")
+                                             .arg(nColumns)
+                                             .arg(nRows));
         return false;
     }
-    double dSlope = image.GetSlope();
-    double dIntercept = image.GetIntercept();
-    if (!std::isfinite(dSlope) || dSlope == 0.0 || !std::isfinite(dIntercept))
+    const ConvertFunction pConvert = converterFor(pInter->getRepresentation());
+    Float64 dSlope = 1.0, dIntercept = 0.0;
+    if (pDataset->tagExists(DCM_RescaleSlope))
+        pDataset->findAndGetFloat64(DCM_RescaleSlope, dSlope);
+    if (pDataset->tagExists(DCM_RescaleIntercept))
+        pDataset->findAndGetFloat64(DCM_RescaleIntercept, dIntercept);
+    if (!pConvert || !std::isfinite(dSlope) || dSlope == 0.0 || !std::isfinite(dIntercept))
     {
-        strError = sliceMessage(strFile, QStringLiteral("its rescale slope or intercept is not "
-                                                        "usable."));
+        strError = sliceMessage(strFile, QStringLiteral("its pixel values or their rescale slope "
+                                                        "and intercept are not usable."));
         return false;
     }
-    pConvert(buffer.data(), pTarget, nPixels, dSlope, dIntercept);
+    pConvert(static_cast<const char*>(pInter->getData()), pTarget, nPixels, dSlope, dIntercept);
     return true;
 }
 
@@ -268,21 +324,15 @@ bool CKXDicomReader::read(const QString& strPath, SKXVolumeData& volume, QString
         return false;
     }
 
-    // GDCM reports what it skips on std::cerr; the skipped files are not the user's concern.
-    gdcm::Trace::SetWarning(false);
-    gdcm::Trace::SetError(false);
-    gdcm::Trace::SetDebug(false);
-
-    gdcm::Directory::FilenamesType names;
+    registerDecoders();
+    std::vector<std::string> names;
     for (const QString& strFile : files)
         names.push_back(QFile::encodeName(strFile).toStdString());
-    gdcm::Scanner scanner;
-    for (const gdcm::Tag& tag : {kSeriesUid, kSeriesDescription, kSeriesNumber, kRows, kColumns,
-                                 kPosition, kOrientation, kPixelSpacing, kSliceThickness, kFrames})
-        scanner.AddTag(tag);
-    if (!names.empty() && !scanner.Scan(names))
+    std::string strCorrupt;
+    const Headers scanner = scanHeaders(names, strCorrupt);
+    if (!strCorrupt.empty())
     {
-        strError = folderMessage(strFolder, QStringLiteral("its files cannot be read."));
+        strError = sliceMessage(strCorrupt, QStringLiteral("the file is truncated or corrupt."));
         return false;
     }
 
@@ -290,7 +340,7 @@ bool CKXDicomReader::read(const QString& strPath, SKXVolumeData& volume, QString
     QMap<QString, std::vector<std::string>> series;
     for (const std::string& strFile : names)
     {
-        if (scanner.IsKey(strFile.c_str()) && positiveInt(value(scanner, strFile, kRows)) > 0 &&
+        if (scanner.count(strFile) && positiveInt(value(scanner, strFile, kRows)) > 0 &&
             positiveInt(value(scanner, strFile, kColumns)) > 0)
             series[value(scanner, strFile, kSeriesUid)].push_back(strFile);
     }
@@ -458,11 +508,10 @@ bool CKXDicomReader::read(const QString& strPath, SKXVolumeData& volume, QString
 
     const std::size_t nSliceValues = std::size_t(nColumns) * std::size_t(nRows);
     std::vector<float> values(nSliceValues * std::size_t(nSlices));
-    std::vector<char> buffer;
     for (int k = 0; k < nSlices; ++k)
     {
         if (!readSlice(slices[k].m_strFile, nColumns, nRows, values.data() + k * nSliceValues,
-                       buffer, strError))
+                       strError))
             return false;
         if (progress && !progress(double(k + 1) / nSlices))
         {
