@@ -1,5 +1,5 @@
 // Reads a DICOM series (a folder of single-frame CT or MR images) into the viewer's volume record,
-// through GDCM.
+// through DCMTK.
 #ifndef CKXDICOMREADER_H
 #define CKXDICOMREADER_H
 
