@@ -56,16 +56,11 @@ std::shared_ptr<SKXVolumeData> obliqueVolume()
     return v;
 }
 
-QVector3D brightVoxel()
-{
-    return obliqueVolume()->voxelToWorld.map(QVector3D(2, 1, 0));
-}
-
 SKXSceneDescription handMade()
 {
     SKXSceneDescription d;
     auto subject = std::make_shared<SKXSurfaceData>();
-    subject->geometry = tetrahedron(QVector3D(0, 0, 0), 20.0f);
+    subject->geometry = tetrahedron(QVector3D(5, -3, 2), 20.0f);
     subject->scalars = {5.0f, 250.0f, 40.0f, 90.0f};
     d.subject = subject;
     d.organs.push_back(
@@ -95,17 +90,13 @@ SKXSceneDescription volumeOnly()
     return d;
 }
 
-SKXSceneDescription withoutSubject()
+SKXSceneDescription without(bool bSubject, bool bSources)
 {
     SKXSceneDescription d = handMade();
-    d.subject.reset();
-    return d;
-}
-
-SKXSceneDescription withoutSources()
-{
-    SKXSceneDescription d = handMade();
-    d.sources.clear();
+    if (!bSubject)
+        d.subject.reset();
+    if (!bSources)
+        d.sources.clear();
     return d;
 }
 } // namespace
@@ -169,21 +160,6 @@ TEST(SceneBuilder, AHandMadeDescriptionGivesItsNodesNamesControlsAndPalette)
     EXPECT_EQ(data->voxelSource()->volumeState().threshold, 500.0f);
     EXPECT_EQ(data->voxelSource()->visibleVoxelCount(), 1);
     EXPECT_FLOAT_EQ(data->sourceSurfaces().back()->state().opacity, 0.3f);
-
-    // The pose centres the bounds of everything; the view spans half their diagonal.
-    QVector3D bmin(-20, -20, -20), bmax(20, 20, 20);
-    for (int c8 = 0; c8 < 8; ++c8)
-    {
-        const QVector3D p = obliqueVolume()->voxelToWorld.map(
-            QVector3D(c8 & 1 ? 3.5f : -0.5f, c8 & 2 ? 2.5f : -0.5f, c8 & 4 ? 1.5f : -0.5f));
-        for (int k = 0; k < 3; ++k)
-        {
-            bmin[k] = std::min(bmin[k], p[k]);
-            bmax[k] = std::max(bmax[k], p[k]);
-        }
-    }
-    EXPECT_LT(data->pose().map(0.5f * (bmin + bmax)).length(), 1e-3f);
-    EXPECT_NEAR(data->subjectSize(), 0.5f * (bmax - bmin).length(), 1e-3f);
 }
 
 TEST(SceneBuilder, PartialDescriptionsBuildWithoutTheMissingRoles)
@@ -196,7 +172,7 @@ TEST(SceneBuilder, PartialDescriptionsBuildWithoutTheMissingRoles)
     EXPECT_EQ(empty.getNode("GLVolume"), nullptr);
     EXPECT_FALSE(empty.currentControls().meshVisible);
 
-    CKXSampleScene noSubject(withoutSubject());
+    CKXSampleScene noSubject(without(false, true));
     EXPECT_EQ(noSubject.getNode(PLConstants::_3DMESH), nullptr);
     EXPECT_FALSE(noSubject.currentControls().pdMap.visible());
     noSubject.setRenderMode(1, PLConstants::_3DMESH);
@@ -205,16 +181,20 @@ TEST(SceneBuilder, PartialDescriptionsBuildWithoutTheMissingRoles)
     EXPECT_EQ(noSubject.sourceNames().size(), 3);
 
     // A subject without a field has no valid map; without sources it is drawn opaque.
-    SKXSceneDescription bare = withoutSources();
+    SKXSceneDescription bare = without(true, false);
     auto subject = std::make_shared<SKXSurfaceData>(*bare.subject);
     subject->scalars.clear();
     bare.subject = subject;
     bare.organs.clear();
+    bare.anatomy.reset();
     CKXSampleScene plain(bare);
     EXPECT_FALSE(plain.surfaceMesh()->isPhotonDensityMappingValid());
     EXPECT_FALSE(plain.currentControls().pdMap.visible());
     EXPECT_EQ(plain.currentControls().meshOpacity, 100);
     EXPECT_EQ(plain.get3DSource(), nullptr);
+    // The pose centres the bounds; the default view spans half their diagonal.
+    EXPECT_LT(plain.data()->pose().map(QVector3D(5, -3, 2)).length(), 1e-4f);
+    EXPECT_NEAR(plain.data()->subjectSize(), 20.0f * std::sqrt(3.0f), 1e-3f);
 
     // Only a volume: it is what the view shows.
     CKXSampleScene volume(volumeOnly());
@@ -288,7 +268,7 @@ TEST(SceneBuilderView, PartialDatasetsDrawSomething)
         GTEST_SKIP() << "needs a display (run under xvfb-run)";
     CKXSampleScene empty{SKXSceneDescription()};
     const QImage bg = render(empty);
-    for (const SKXSceneDescription& d : {withoutSubject(), withoutSources(), volumeOnly()})
+    for (const SKXSceneDescription& d : {without(false, true), without(true, false), volumeOnly()})
     {
         CKXSampleScene scene(d);
         EXPECT_GT(blob(render(scene), bg).count, kWidth * kHeight / 50);
@@ -302,7 +282,11 @@ TEST(SceneBuilderView, AnObliqueVolumeIsDrawnWhereItsMatrixPutsIt)
     // The volume with a marker organ at its bright voxel's centre: seen alone, each lands on
     // the same pixels.
     SKXSceneDescription d = volumeOnly();
-    d.organs.push_back({"Marker", QColor(255, 255, 255), tetrahedron(brightVoxel(), 1.2f), {}, {}});
+    d.organs.push_back({"Marker",
+                        QColor(255, 255, 255),
+                        tetrahedron(d.anatomy->voxelToWorld.map(QVector3D(2, 1, 0)), 1.2f),
+                        {},
+                        {}});
     CKXSampleScene scene(d);
     C3DObject* volume = scene.getNode("GLVolume");
     volume->show(false);

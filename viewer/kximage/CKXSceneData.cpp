@@ -185,8 +185,8 @@ void CKXSceneData::addSource(const SKXSourceData& data)
     {
         // Intensities are light: the range starts at zero unless the data goes below it.
         const SKXVolumeData& v = *data.volume;
-        const float lo = std::min(v.minimum, 0.0f);
-        const float hi = v.maximum > lo ? v.maximum : lo + 1.0f;
+        const float lo = std::isfinite(v.minimum) ? std::min(v.minimum, 0.0f) : 0.0f;
+        const float hi = std::isfinite(v.maximum) && v.maximum > lo ? v.maximum : lo + 1.0f;
         src.volume = make<CKXVolumeObject>(src.name, CKXRole::SourceVolume, src.name);
         // Voxels below 1% of the range are not worth drawing.
         src.volume->setSparse(KXVolumeConversion::toSparse(v, lo + (hi - lo) / 100.0f), hi);
