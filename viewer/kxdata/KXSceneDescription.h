@@ -12,6 +12,7 @@
 #include <QString>
 
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -54,6 +55,10 @@ struct SKXSourceData
     std::shared_ptr<const SKXVolumeData> volume; // the original and voxel sources; else null
     std::vector<SKXSurfaceData> surfaces;        // the original (at most one) and surface sources
     QColor color;                                // surface colour; invalid: the default
+    // Colour table (CKXPalette's numbering) of its voxels; -1: the role's default.
+    int colorTable = -1;
+    // Default threshold of its voxels, in the volume's units; NaN: 12% up its intensity range.
+    float threshold = std::numeric_limits<float>::quiet_NaN();
 };
 
 struct SKXSceneDescription
@@ -68,10 +73,18 @@ struct SKXSceneDescription
     // The multimodality volume ("GLVolume"), or null.
     std::shared_ptr<const SKXVolumeData> anatomy;
     std::vector<SKXSourceData> sources;
+    // Optional: a coarser copy of the subject's surface with its own field, drawn for the far
+    // side of the translucent body (seen only through the near side). Null: the subject itself.
+    std::shared_ptr<const SKXSurfaceData> subjectFarSide;
 
     // World frame -> the frame the default view shows (a rotation about the dataset's centre);
     // identity shows the world frame as it is: +x right, +y up, +z towards the viewer.
     QMatrix4x4 viewOrientation;
+    // Optional framing of the default view: the world point it centres and the length (mm) it
+    // shows over 60% of its height. viewSize 0: the centre and half the diagonal of the bounds
+    // of everything in the scene.
+    QVector3D viewCentre;
+    float viewSize = 0.0f;
 
     bool isEmpty() const { return !subject && organs.empty() && !anatomy && sources.empty(); }
 };

@@ -310,7 +310,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
     };
 
     const CKXMeshObject* mesh = scene.mesh();
-    if (mesh->isDisplayed())
+    if (mesh && mesh->isDisplayed())
         addSurface(Item::Mesh, mesh, mesh->geometry(), mesh->state(), mesh->state().opacity);
     if (scene.organGroup()->isDisplayed())
         for (const CKXSurfaceObject* o : scene.organs())
@@ -323,7 +323,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         if (v->isDisplayed() && v->volumeState().voxelOpacity > 0.001f)
             blended.push_back({Item::Voxels, v, eyeDepth(v->centre()), 0});
     const CKXVolumeObject* gl = scene.multimodalityVolume();
-    if (gl->isDisplayed() && gl->volumeState().voxelOpacity > 0.001f)
+    if (gl && gl->isDisplayed() && gl->volumeState().voxelOpacity > 0.001f)
         blended.push_back({Item::Dense, gl, eyeDepth(gl->centre()), 0});
 
     std::stable_sort(blended.begin(), blended.end(),
@@ -388,7 +388,6 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         case Item::Dense:
         {
             m_pSliceProgram->bind();
-            m_pSliceProgram->setUniformValue("uMVP", mvp);
             drawDense(camera, *static_cast<const CKXVolumeObject*>(item.object));
             break;
         }
@@ -652,6 +651,18 @@ void CKXGLRenderer::drawVoxels(const CKXCamera& camera, const CKXVolumeObject& v
     glBindTexture(GL_TEXTURE_2D, 0);
 }
 
+namespace
+{
+// Texture coordinates (0..1 over the grid's outer faces) -> world millimetres.
+QMatrix4x4 textureToWorld(const CKXVolumeObject::DenseGrid& g)
+{
+    QMatrix4x4 m = g.voxelToWorld;
+    m.translate(-0.5f, -0.5f, -0.5f);
+    m.scale(float(g.nx), float(g.ny), float(g.nz));
+    return m;
+}
+} // namespace
+
 void CKXGLRenderer::ensureDenseTexture(const CKXVolumeObject& volume)
 {
     if (m_pDenseSource == &volume && m_denseTexture)
@@ -660,10 +671,23 @@ void CKXGLRenderer::ensureDenseTexture(const CKXVolumeObject& volume)
     if (!m_denseTexture)
         glGenTextures(1, &m_denseTexture);
     glBindTexture(GL_TEXTURE_3D, m_denseTexture);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    glTexImage3D(GL_TEXTURE_3D, 0, GL_R8, g.nx, g.ny, g.nz, 0, GL_RED, GL_UNSIGNED_BYTE,
-                 g.density.data());
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    GLint maxSide = 0;
+    glGetIntegerv(GL_MAX_3D_TEXTURE_SIZE, &maxSide);
+    if (g.nx > maxSide || g.ny > maxSide || g.nz > maxSide)
+    {
+        // Drawn as nothing rather than as whatever the failed upload leaves behind.
+        qWarning("CKXGLRenderer: a %d x %d x %d volume exceeds this GL's 3D textures (%d)", g.nx,
+                 g.ny, g.nz, int(maxSide));
+        const unsigned char zero = 0;
+        glTexImage3D(GL_TEXTURE_3D, 0, GL_R8, 1, 1, 1, 0, GL_RED, GL_UNSIGNED_BYTE, &zero);
+    }
+    else
+    {
+        glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+        glTexImage3D(GL_TEXTURE_3D, 0, GL_R8, g.nx, g.ny, g.nz, 0, GL_RED, GL_UNSIGNED_BYTE,
+                     g.density.data());
+        glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    }
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
@@ -671,23 +695,24 @@ void CKXGLRenderer::ensureDenseTexture(const CKXVolumeObject& volume)
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_WRAP_R, GL_CLAMP_TO_EDGE);
     glBindTexture(GL_TEXTURE_3D, 0);
 
-    // Slice quads for the three axes, in ascending order along each: x slices first, then y,
-    // then z. Each slice sits at a voxel centre.
+    // Slice quads in texture coordinates for the three grid axes, in ascending order along
+    // each: i slices first, then j, then k. Each slice sits at a voxel centre; the slice
+    // program maps them to the world through the grid's affine, so oblique grids are sliced
+    // along their own axes.
     std::vector<float> quads;
-    const QVector3D lo = g.boxMin, hi = g.boxMax;
     const int counts[3] = {g.nx, g.ny, g.nz};
     for (int axis = 0; axis < 3; ++axis)
     {
         const int a1 = (axis + 1) % 3, a2 = (axis + 2) % 3;
         for (int i = 0; i < counts[axis]; ++i)
         {
-            const float s = lo[axis] + (i + 0.5f) * (hi[axis] - lo[axis]) / counts[axis];
+            const float s = (i + 0.5f) / counts[axis];
             QVector3D c[4];
             for (int k = 0; k < 4; ++k)
             {
                 c[k][axis] = s;
-                c[k][a1] = (k == 1 || k == 2) ? hi[a1] : lo[a1];
-                c[k][a2] = (k >= 2) ? hi[a2] : lo[a2];
+                c[k][a1] = (k == 1 || k == 2) ? 1.0f : 0.0f;
+                c[k][a2] = (k >= 2) ? 1.0f : 0.0f;
             }
             for (int k : {0, 1, 2, 0, 2, 3})
                 quads.insert(quads.end(), {c[k].x(), c[k].y(), c[k].z()});
@@ -706,23 +731,38 @@ void CKXGLRenderer::drawDense(const CKXCamera&, const CKXVolumeObject& volume)
     const CKXVolumeState& vs = volume.volumeState();
     QOpenGLShaderProgram& p = *m_pSliceProgram;
 
-    // Which axis to slice along, and in which order: from the far side towards the eye.
-    const QVector3D eye = m_eyeInModel;
-    const QVector3D centre = 0.5f * (g.boxMin + g.boxMax);
-    const QVector3D dir = eye - centre;
+    // Which grid axis to slice along: the one whose slice planes face the eye most squarely.
+    // Planes of constant index stay parallel under the affine, so the eye's index coordinate
+    // orders them from the far side towards the eye.
+    const QMatrix4x4& m = g.voxelToWorld;
+    const QVector3D col[3] = {m.column(0).toVector3D(), m.column(1).toVector3D(),
+                              m.column(2).toVector3D()};
+    const QVector3D centre = m.map(0.5f * QVector3D(g.nx - 1, g.ny - 1, g.nz - 1));
+    const QVector3D dir = (m_eyeInModel - centre).normalized();
     int axis = 0;
-    for (int k = 1; k < 3; ++k)
-        if (std::abs(dir[k]) > std::abs(dir[axis]))
+    float best = -1.0f;
+    QVector3D normals[3];
+    for (int k = 0; k < 3; ++k)
+    {
+        normals[k] = QVector3D::crossProduct(col[(k + 1) % 3], col[(k + 2) % 3]).normalized();
+        const float f = std::abs(QVector3D::dotProduct(normals[k], dir));
+        if (f > best)
+        {
+            best = f;
             axis = k;
+        }
+    }
     const int counts[3] = {g.nx, g.ny, g.nz};
     int first = 0;
     for (int k = 0; k < axis; ++k)
         first += counts[k];
     const int n = counts[axis];
-    const float spacing = (g.boxMax[axis] - g.boxMin[axis]) / n;
+    // Millimetres between neighbouring slices.
+    const float spacing = std::abs(QVector3D::dotProduct(normals[axis], col[axis]));
+    const QVector3D eyeIndex = m.inverted().map(m_eyeInModel);
+    const QVector3D centreIndex = 0.5f * QVector3D(g.nx - 1, g.ny - 1, g.nz - 1);
 
-    p.setUniformValue("uBoxMin", g.boxMin);
-    p.setUniformValue("uBoxSize", g.boxMax - g.boxMin);
+    p.setUniformValue("uMVP", m_mvp * textureToWorld(g));
     p.setUniformValue("uThreshold", vs.thresholding ? vs.threshold / 255.0f : 0.0f);
     p.setUniformValue("uOpacity", std::clamp(vs.voxelOpacity, 0.0f, 1.0f));
     p.setUniformValue("uSpacing", spacing);
@@ -742,7 +782,8 @@ void CKXGLRenderer::drawDense(const CKXCamera&, const CKXVolumeObject& volume)
     glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
     glDisable(GL_CULL_FACE);
     glBindVertexArray(m_sliceVao);
-    const bool ascending = dir[axis] > 0; // eye on the + side: far slices have small indices
+    // Eye on the + side of the axis: far slices have small indices.
+    const bool ascending = eyeIndex[axis] > centreIndex[axis];
     for (int i = 0; i < n; ++i)
     {
         const int slice = ascending ? i : n - 1 - i;

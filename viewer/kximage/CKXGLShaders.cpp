@@ -139,16 +139,15 @@ void main()
 }
 )";
 
-// Axis-aligned slices through the anatomical volume, blended back to front.
+// Slices through the anatomical volume along its grid axes, blended back to front. The quads
+// come in texture coordinates; uMVP includes the grid's texture-to-world affine.
 const char* const kSliceVS = R"(#version 330 core
 layout(location = 0) in vec3 aPos;
 uniform mat4 uMVP;
-uniform vec3 uBoxMin;
-uniform vec3 uBoxSize;
 out vec3 vTex;
 void main()
 {
-    vTex = (aPos - uBoxMin) / uBoxSize;
+    vTex = aPos;
     gl_Position = uMVP * vec4(aPos, 1.0);
 }
 )";

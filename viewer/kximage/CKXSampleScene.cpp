@@ -1,9 +1,15 @@
 #include "CKXSampleScene.h"
 
+#include "CKXSampleSubject.h"
 #include "CKXSceneData.h"
 
 CKXSampleScene::CKXSampleScene(int nVariant, QObject* pParent)
-    : QObject(pParent), m_pData(new CKXSceneData(nVariant))
+    : CKXSampleScene(KXSampleSubject::makeDescription(nVariant), pParent)
+{
+}
+
+CKXSampleScene::CKXSampleScene(const SKXSceneDescription& description, QObject* pParent)
+    : QObject(pParent), m_pData(new CKXSceneData(description))
 {
     m_pData->notify = [this] { emit changed(); };
 }

@@ -1,6 +1,7 @@
-// The viewer's 3D scene: a scene graph holding the built-in sample subject and its display
-// state. The tools palette and the tool information read and write the whole display state as
-// a tag_s3Dcontrols; the plug-in changes it object by object through the C3D* interfaces.
+// The viewer's 3D scene: a scene graph built from a scene description (the built-in sample
+// subject or the user's data) and its display state. The tools palette and the tool information
+// read and write the whole display state as a tag_s3Dcontrols; the plug-in changes it object by
+// object through the C3D* interfaces.
 #ifndef CKXSAMPLESCENE_H
 #define CKXSAMPLESCENE_H
 
@@ -14,6 +15,7 @@
 class C3DMesh;
 class C3DVolume;
 class CKXSceneData; // the scene graph and render state, private to kximage
+struct SKXSceneDescription;
 
 class CKXSampleScene : public QObject, public C3DSGManager
 {
@@ -22,6 +24,8 @@ public:
     // nVariant 0 or 1: two sample subjects that differ in their light sources, so that two
     // sequences can be told apart at a glance.
     explicit CKXSampleScene(int nVariant = 0, QObject* pParent = nullptr);
+    // Any description, the empty one included; roles it lacks have no node.
+    explicit CKXSampleScene(const SKXSceneDescription& description, QObject* pParent = nullptr);
     ~CKXSampleScene() override;
 
     // C3DSGManager
@@ -30,7 +34,8 @@ public:
     C3DObject* get3DSource() const override;
     void updateMeshVisibility(const QString& strOrgan, bool bVisible) override;
 
-    // The subject's surface mesh ("3DMesh") and the original source's volume.
+    // The subject's surface mesh ("3DMesh") and the original source's volume; null when the
+    // dataset has none.
     C3DMesh* surfaceMesh() const;
     C3DVolume* originalVolume() const;
     // "Original" and the names of the voxel ("...SourceVoxels...") and surface

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace KXSampleSubject
 {
@@ -326,9 +327,8 @@ float sourceIntensity(const SourceSpec& source, const QVector3D& p)
     return 100.0f * v;
 }
 
-CKXVolumeObject::SparseVoxels makeSourceVoxels(const SourceSpec& source, float spacing)
+SKXVolumeData makeSourceGrid(const SourceSpec& source, float spacing)
 {
-    // The peak is normalised to exactly 100 over the grid.
     QVector3D lo = source.lobes.front().centre, hi = lo;
     for (const Lobe& l : source.lobes)
     {
@@ -340,51 +340,41 @@ CKXVolumeObject::SparseVoxels makeSourceVoxels(const SourceSpec& source, float s
                        std::max(hi.y(), l.centre.y() + reach.y()),
                        std::max(hi.z(), l.centre.z() + reach.z()));
     }
-    std::vector<float> raw;
-    float peak = 0.0f;
-    for (float z = lo.z(); z <= hi.z(); z += spacing)
-        for (float y = lo.y(); y <= hi.y(); y += spacing)
-            for (float x = lo.x(); x <= hi.x(); x += spacing)
-            {
-                const float v = sourceIntensity(source, QVector3D(x, y, z));
-                peak = std::max(peak, v);
-                if (v >= 1.0f)
-                    raw.insert(raw.end(), {x, y, z, v});
-            }
-    CKXVolumeObject::SparseVoxels out;
-    out.voxelSize = spacing;
-    double wsum = 0.0;
-    QVector3D c;
-    for (size_t i = 0; i < raw.size(); i += 4)
+    // Sample points stepped as a running sum from `lo`, as the source was always sampled, so
+    // the intensities stay bit for bit what they were.
+    auto steps = [spacing](float from, float to)
     {
-        raw[i + 3] *= 100.0f / peak;
-        if (raw[i + 3] < 1.0f)
-            continue;
-        out.voxels.insert(out.voxels.end(), {raw[i], raw[i + 1], raw[i + 2], raw[i + 3]});
-        c += raw[i + 3] * QVector3D(raw[i], raw[i + 1], raw[i + 2]);
-        wsum += raw[i + 3];
+        std::vector<float> v;
+        for (float x = from; x <= to; x += spacing)
+            v.push_back(x);
+        return v;
+    };
+    const std::vector<float> xs = steps(lo.x(), hi.x()), ys = steps(lo.y(), hi.y()),
+                             zs = steps(lo.z(), hi.z());
+    SKXVolumeData grid;
+    grid.nx = static_cast<int>(xs.size());
+    grid.ny = static_cast<int>(ys.size());
+    grid.nz = static_cast<int>(zs.size());
+    grid.values.reserve(grid.voxelCount());
+    float peak = 0.0f;
+    for (float z : zs)
+        for (float y : ys)
+            for (float x : xs)
+            {
+                grid.values.push_back(sourceIntensity(source, QVector3D(x, y, z)));
+                peak = std::max(peak, grid.values.back());
+            }
+    // The peak is normalised to exactly 100 over the grid.
+    grid.minimum = std::numeric_limits<float>::max();
+    for (float& v : grid.values)
+    {
+        v *= 100.0f / peak;
+        grid.minimum = std::min(grid.minimum, v);
     }
-    // Brightest first: a threshold then keeps a prefix, so hidden voxels cost nothing to draw.
-    std::vector<size_t> order(out.voxels.size() / 4);
-    for (size_t i = 0; i < order.size(); ++i)
-        order[i] = i;
-    std::stable_sort(order.begin(), order.end(),
-                     [&out](size_t a, size_t b)
-                     { return out.voxels[4 * a + 3] > out.voxels[4 * b + 3]; });
-    std::vector<float> sorted;
-    sorted.reserve(out.voxels.size());
-    for (size_t i : order)
-        sorted.insert(sorted.end(), out.voxels.begin() + long(4 * i),
-                      out.voxels.begin() + long(4 * i + 4));
-    out.voxels.swap(sorted);
-    out.centre = wsum > 0 ? c / static_cast<float>(wsum) : source.lobes.front().centre;
-    float r = 0.0f;
-    for (size_t i = 0; i < out.voxels.size(); i += 4)
-        r = std::max(
-            r,
-            (QVector3D(out.voxels[i], out.voxels[i + 1], out.voxels[i + 2]) - out.centre).length());
-    out.radius = r + spacing;
-    return out;
+    grid.maximum = 100.0f;
+    grid.voxelToWorld.translate(lo);
+    grid.voxelToWorld.scale(spacing);
+    return grid;
 }
 
 CKXGeometry makeSourceSurface(const SourceSpec& source, float level)
@@ -437,18 +427,19 @@ std::vector<float> photonDensity(const CKXGeometry& body, const SourceSpec& sour
     return v;
 }
 
-CKXVolumeObject::DenseGrid makeAnatomyGrid()
+SKXVolumeData makeAnatomyGrid()
 {
-    CKXVolumeObject::DenseGrid grid;
+    SKXVolumeData grid;
+    grid.name = QStringLiteral("Anatomy");
     grid.nx = 112;
     grid.ny = 40;
     grid.nz = 32;
-    grid.boxMin = QVector3D(-46.0f, -16.5f, -10.5f);
-    grid.boxMax = QVector3D(46.0f, 16.5f, 14.5f);
-    grid.density.assign(static_cast<size_t>(grid.nx) * grid.ny * grid.nz, 0);
-    const QVector3D step((grid.boxMax.x() - grid.boxMin.x()) / grid.nx,
-                         (grid.boxMax.y() - grid.boxMin.y()) / grid.ny,
-                         (grid.boxMax.z() - grid.boxMin.z()) / grid.nz);
+    const QVector3D boxMin(-46.0f, -16.5f, -10.5f), boxMax(46.0f, 16.5f, 14.5f);
+    grid.values.assign(grid.voxelCount(), 0.0f);
+    const QVector3D step((boxMax.x() - boxMin.x()) / grid.nx, (boxMax.y() - boxMin.y()) / grid.ny,
+                         (boxMax.z() - boxMin.z()) / grid.nz);
+    grid.voxelToWorld.translate(boxMin + 0.5f * step);
+    grid.voxelToWorld.scale(step);
     const std::vector<OrganSpec>& organList = organs();
     const OrganPart& brain = organList.front().parts.front();
     size_t idx = 0;
@@ -456,9 +447,8 @@ CKXVolumeObject::DenseGrid makeAnatomyGrid()
         for (int j = 0; j < grid.ny; ++j)
             for (int i = 0; i < grid.nx; ++i, ++idx)
             {
-                const QVector3D p =
-                    grid.boxMin +
-                    QVector3D((i + 0.5f) * step.x(), (j + 0.5f) * step.y(), (k + 0.5f) * step.z());
+                const QVector3D p = boxMin + QVector3D((i + 0.5f) * step.x(), (j + 0.5f) * step.y(),
+                                                       (k + 0.5f) * step.z());
                 if (!insideBody(p))
                     continue;
                 float d = insideBody(p, 1.2f) ? 0.2f : 0.3f; // skin a little denser
@@ -486,9 +476,126 @@ CKXVolumeObject::DenseGrid makeAnatomyGrid()
                 // Skull: a shell around the brain.
                 if (insideOrganPart(brain, p, 1.28f) && !insideOrganPart(brain, p, 1.08f))
                     d = 0.95f;
-                grid.density[idx] = static_cast<unsigned char>(std::lround(d * 255.0f));
+                grid.values[idx] = static_cast<float>(std::lround(d * 255.0f));
+                grid.maximum = std::max(grid.maximum, grid.values[idx]);
             }
     return grid;
+}
+
+namespace
+{
+struct VariantSpec
+{
+    SourceSpec original;
+    SourceSpec voxels;
+    std::vector<SourceSpec> surfaces;
+    int originalTable;
+    int voxelTable;
+    QColor originalSurfaceColor;
+    QColor surfaceColor;
+};
+
+VariantSpec variantSpec(int nVariant)
+{
+    VariantSpec v;
+    if (nVariant == 1)
+    {
+        // A lung lesion on the animal's left, a flank source and a pair of nodes by the tail.
+        v.original.lobes = {Lobe{{14.0f, 5.0f, 3.6f}, {2.6f, 2.2f, 2.2f}, 1.0f},
+                            Lobe{{16.5f, 6.2f, 2.0f}, {1.8f, 1.6f, 1.6f}, 0.55f}};
+        v.voxels.lobes = {Lobe{{-17.0f, -6.5f, 0.0f}, {2.8f, 2.2f, 2.4f}, 1.0f},
+                          Lobe{{-20.0f, -5.0f, -1.5f}, {1.8f, 1.8f, 1.6f}, 0.5f}};
+        v.surfaces = {{{Lobe{{-30.0f, 4.5f, 2.0f}, {1.8f, 1.5f, 1.5f}, 1.0f}}},
+                      {{Lobe{{-26.0f, -3.5f, 4.0f}, {1.5f, 1.3f, 1.3f}, 1.0f}}}};
+        v.originalTable = CKXPalette::Rainbow;
+        v.voxelTable = CKXPalette::Viridis;
+        v.originalSurfaceColor = QColor(120, 230, 255);
+        v.surfaceColor = QColor(255, 90, 210);
+        return v;
+    }
+    // A tumour on the animal's right flank by the kidney, a source under the back and two
+    // lymph nodes in the neck.
+    v.original.lobes = {Lobe{{-9.0f, -8.5f, 0.5f}, {3.0f, 2.4f, 2.6f}, 1.0f},
+                        Lobe{{-6.5f, -9.5f, 2.0f}, {2.0f, 1.6f, 1.8f}, 0.6f}};
+    v.voxels.lobes = {Lobe{{-1.0f, 3.5f, 6.5f}, {2.4f, 2.2f, 2.0f}, 1.0f},
+                      Lobe{{1.0f, 2.5f, 5.5f}, {1.6f, 1.5f, 1.5f}, 0.45f}};
+    v.surfaces = {{{Lobe{{21.0f, -4.0f, -4.0f}, {1.7f, 1.4f, 1.4f}, 1.0f}}},
+                  {{Lobe{{21.5f, 4.0f, -3.8f}, {1.5f, 1.3f, 1.3f}, 1.0f}}}};
+    v.originalTable = CKXPalette::HotIron;
+    v.voxelTable = CKXPalette::GreenFluor;
+    v.originalSurfaceColor = QColor(255, 150, 60);
+    v.surfaceColor = QColor(90, 220, 255);
+    return v;
+}
+
+std::shared_ptr<const CKXGeometry> share(CKXGeometry g)
+{
+    return std::make_shared<const CKXGeometry>(std::move(g));
+}
+} // namespace
+
+SKXSceneDescription makeDescription(int nVariant)
+{
+    const VariantSpec spec = variantSpec(nVariant == 1 ? 1 : 0);
+    SKXSceneDescription d;
+    d.name = QStringLiteral("Sample subject %1").arg(QChar(nVariant == 1 ? 'B' : 'A'));
+
+    auto body = std::make_shared<SKXSurfaceData>();
+    body->name = QStringLiteral("Body");
+    body->geometry = share(makeBody(1));
+    body->scalars = photonDensity(*body->geometry, spec.original, 10000.0f);
+    body->scalarName = QStringLiteral("photon density");
+    auto farSide = std::make_shared<SKXSurfaceData>(*body);
+    farSide->geometry = share(makeBody(2));
+    farSide->scalars =
+        photonDensity(*farSide->geometry, spec.original, 10000.0f, body->geometry.get());
+    d.subject = body;
+    d.subjectFarSide = farSide;
+
+    for (const OrganSpec& o : organs())
+        d.organs.push_back({o.name, o.color, share(makeOrgan(o)), {}, {}});
+
+    d.anatomy = std::make_shared<SKXVolumeData>(makeAnatomyGrid());
+
+    SKXSourceData original;
+    original.name = QStringLiteral("Original");
+    original.volume = std::make_shared<SKXVolumeData>(makeSourceGrid(spec.original, 0.9f));
+    original.surfaces.push_back({QStringLiteral("Original_Surface"),
+                                 {},
+                                 share(makeSourceSurface(spec.original, 35.0f)),
+                                 {},
+                                 {}});
+    original.color = spec.originalSurfaceColor;
+    original.colorTable = spec.originalTable;
+    d.sources.push_back(std::move(original));
+
+    SKXSourceData voxels;
+    voxels.name = QStringLiteral("SourceVoxels_1");
+    voxels.volume = std::make_shared<SKXVolumeData>(makeSourceGrid(spec.voxels, 0.9f));
+    voxels.colorTable = spec.voxelTable;
+    voxels.threshold = 20.0f;
+    d.sources.push_back(std::move(voxels));
+
+    SKXSourceData surfaces;
+    surfaces.name = QStringLiteral("SourceSurface_1");
+    for (size_t i = 0; i < spec.surfaces.size(); ++i)
+        surfaces.surfaces.push_back({QStringLiteral("SourceSurface_1_Part%1").arg(i + 1),
+                                     {},
+                                     share(makeSourceSurface(spec.surfaces[i], 30.0f)),
+                                     {},
+                                     {}});
+    surfaces.color = spec.surfaceColor;
+    surfaces.colorTable = CKXPalette::Rainbow;
+    d.sources.push_back(std::move(surfaces));
+
+    // The default view: the animal lying along x, seen from above at about 40 degrees and from
+    // its right front, head towards the lower right.
+    d.viewOrientation.rotate(-48.0f, 1, 0, 0);
+    d.viewOrientation.rotate(-48.0f, 0, 0, 1);
+    // Framed on the trunk: the tail and the ears would pull the bounds' centre off it.
+    d.viewCentre = QVector3D(-10.0f, -3.0f, 0.0f);
+    d.viewSize = 54.0f;
+    return d;
 }
 
 } // namespace KXSampleSubject

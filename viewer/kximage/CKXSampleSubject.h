@@ -7,6 +7,7 @@
 #define CKXSAMPLESUBJECT_H
 
 #include "CKXSceneGraph.h"
+#include "KXSceneDescription.h"
 
 #include <QColor>
 #include <QString>
@@ -57,8 +58,9 @@ struct SourceSpec
 };
 
 float sourceIntensity(const SourceSpec& source, const QVector3D& p); // 0..100
-// Voxels of the source with intensity >= 1, on a grid of `spacing` mm, brightest first.
-CKXVolumeObject::SparseVoxels makeSourceVoxels(const SourceSpec& source, float spacing);
+// The source sampled on an axis-aligned grid of `spacing` mm reaching 3.2 sigma past every
+// lobe; intensities 0..100, exactly 100 at the brightest grid point.
+SKXVolumeData makeSourceGrid(const SourceSpec& source, float spacing);
 // The iso-surface at `level` (percent of the peak), star-shaped about the first lobe's centre.
 CKXGeometry makeSourceSurface(const SourceSpec& source, float level);
 
@@ -70,7 +72,12 @@ std::vector<float> photonDensity(const CKXGeometry& body, const SourceSpec& sour
 
 // Anatomical density volume over the trunk: soft tissue, organs and a skeleton (spine, ribs,
 // skull), 0..255.
-CKXVolumeObject::DenseGrid makeAnatomyGrid();
+SKXVolumeData makeAnatomyGrid();
+
+// The whole sample subject as a scene description, in the anatomical frame. nVariant 0 or 1
+// (anything else counts as 0): two subjects that differ in their light sources, so that two
+// sequences can be told apart at a glance.
+SKXSceneDescription makeDescription(int nVariant);
 
 } // namespace KXSampleSubject
 

@@ -1,10 +1,11 @@
 #include "CKXSceneData.h"
 
-#include "CKXSampleSubject.h"
+#include "KXVolumeConversion.h"
 #include "PLConstants.h"
 
 #include <QtMath>
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -32,55 +33,40 @@ void setOneHot(int nMode, bool& b0, bool& b1, bool& b2, bool& b3)
     b3 = nMode == 3;
 }
 
-struct VariantSpec
-{
-    KXSampleSubject::SourceSpec original;
-    KXSampleSubject::SourceSpec voxels;
-    std::vector<KXSampleSubject::SourceSpec> surfaces;
-    int originalTable;
-    int voxelTable;
-    QColor originalSurfaceColor;
-    QColor surfaceColor;
-};
+// Default colours of organs that come without one.
+const QColor kOrganColors[] = {QColor(214, 96, 96),   QColor(222, 170, 90),  QColor(120, 190, 110),
+                               QColor(110, 160, 220), QColor(180, 120, 200), QColor(90, 190, 190),
+                               QColor(230, 140, 170), QColor(200, 200, 120)};
 
-VariantSpec variantSpec(int nVariant)
+// Unites `box` with [lo, hi] when both are finite.
+void grow(bool& bHas, QVector3D& boxMin, QVector3D& boxMax, const QVector3D& lo,
+          const QVector3D& hi)
 {
-    using KXSampleSubject::Lobe;
-    VariantSpec v;
-    if (nVariant == 1)
+    for (int k = 0; k < 3; ++k)
+        if (!std::isfinite(lo[k]) || !std::isfinite(hi[k]))
+            return;
+    if (!bHas)
     {
-        // A lung lesion on the animal's left, a flank source and a pair of nodes by the tail.
-        v.original.lobes = {Lobe{{14.0f, 5.0f, 3.6f}, {2.6f, 2.2f, 2.2f}, 1.0f},
-                            Lobe{{16.5f, 6.2f, 2.0f}, {1.8f, 1.6f, 1.6f}, 0.55f}};
-        v.voxels.lobes = {Lobe{{-17.0f, -6.5f, 0.0f}, {2.8f, 2.2f, 2.4f}, 1.0f},
-                          Lobe{{-20.0f, -5.0f, -1.5f}, {1.8f, 1.8f, 1.6f}, 0.5f}};
-        v.surfaces = {{{Lobe{{-30.0f, 4.5f, 2.0f}, {1.8f, 1.5f, 1.5f}, 1.0f}}},
-                      {{Lobe{{-26.0f, -3.5f, 4.0f}, {1.5f, 1.3f, 1.3f}, 1.0f}}}};
-        v.originalTable = CKXPalette::Rainbow;
-        v.voxelTable = CKXPalette::Viridis;
-        v.originalSurfaceColor = QColor(120, 230, 255);
-        v.surfaceColor = QColor(255, 90, 210);
-        return v;
+        boxMin = lo;
+        boxMax = hi;
+        bHas = true;
+        return;
     }
-    // A tumour on the animal's right flank by the kidney, a source under the back and two
-    // lymph nodes in the neck.
-    v.original.lobes = {Lobe{{-9.0f, -8.5f, 0.5f}, {3.0f, 2.4f, 2.6f}, 1.0f},
-                        Lobe{{-6.5f, -9.5f, 2.0f}, {2.0f, 1.6f, 1.8f}, 0.6f}};
-    v.voxels.lobes = {Lobe{{-1.0f, 3.5f, 6.5f}, {2.4f, 2.2f, 2.0f}, 1.0f},
-                      Lobe{{1.0f, 2.5f, 5.5f}, {1.6f, 1.5f, 1.5f}, 0.45f}};
-    v.surfaces = {{{Lobe{{21.0f, -4.0f, -4.0f}, {1.7f, 1.4f, 1.4f}, 1.0f}}},
-                  {{Lobe{{21.5f, 4.0f, -3.8f}, {1.5f, 1.3f, 1.3f}, 1.0f}}}};
-    v.originalTable = CKXPalette::HotIron;
-    v.voxelTable = CKXPalette::GreenFluor;
-    v.originalSurfaceColor = QColor(255, 150, 60);
-    v.surfaceColor = QColor(90, 220, 255);
-    return v;
+    boxMin = QVector3D(std::min(boxMin.x(), lo.x()), std::min(boxMin.y(), lo.y()),
+                       std::min(boxMin.z(), lo.z()));
+    boxMax = QVector3D(std::max(boxMax.x(), hi.x()), std::max(boxMax.y(), hi.y()),
+                       std::max(boxMax.z(), hi.z()));
+}
+
+bool hasGeometry(const SKXSurfaceData& s)
+{
+    return s.geometry && s.geometry->triangleCount() > 0;
 }
 } // namespace
 
-CKXSceneData::CKXSceneData(int nVariant) : m_nVariant(nVariant == 1 ? 1 : 0)
+CKXSceneData::CKXSceneData(const SKXSceneDescription& description) : m_strName(description.name)
 {
-    build();
+    build(description);
     applyControls(defaultControls());
 }
 
@@ -95,80 +81,92 @@ template <class T, class... Args> T* CKXSceneData::make(Args&&... args)
     return raw;
 }
 
-void CKXSceneData::build()
+// Node names are the plug-in's keys: a name already taken (or empty) gets a suffix instead of
+// hiding the node that has it.
+QString CKXSceneData::uniqueName(const QString& strWanted, const QString& strFallback) const
 {
-    using namespace KXSampleSubject;
-    const VariantSpec spec = variantSpec(m_nVariant);
-    m_strVoxelSourceName = QStringLiteral("SourceVoxels_1");
-    m_strSurfaceSourceName = QStringLiteral("SourceSurface_1");
+    const QString base = strWanted.trimmed().isEmpty() ? strFallback : strWanted;
+    QString name = base;
+    for (int n = 2; m_nodes.contains(name); ++n)
+        name = QStringLiteral("%1_%2").arg(base).arg(n);
+    return name;
+}
 
-    auto body = std::make_shared<CKXGeometry>(makeBody(1));
-    m_pMesh = make<CKXMeshObject>(PLConstants::_3DMESH, body,
-                                  photonDensity(*body, spec.original, 10000.0f));
-    auto farSide = std::make_shared<CKXGeometry>(makeBody(2));
-    m_pMesh->setFarSideProxy(farSide, photonDensity(*farSide, spec.original, 10000.0f, body.get()));
+void CKXSceneData::build(const SKXSceneDescription& d)
+{
+    if (d.subject && hasGeometry(*d.subject))
+    {
+        const SKXSurfaceData& s = *d.subject;
+        std::vector<float> field;
+        if (s.scalars.size() == size_t(s.geometry->vertexCount()))
+            field = s.scalars;
+        m_pMesh = make<CKXMeshObject>(PLConstants::_3DMESH, s.geometry, std::move(field));
+        const SKXSurfaceData* far = d.subjectFarSide.get();
+        if (far && hasGeometry(*far) &&
+            (far->scalars.size() == size_t(far->geometry->vertexCount()) ||
+             (far->scalars.empty() && s.scalars.empty())))
+            m_pMesh->setFarSideProxy(far->geometry, far->scalars);
+        m_subjectColor = s.color.isValid() ? s.color : m_subjectColor;
+    }
 
     m_pOrganGroup = make<CKXGroupNode>(PLConstants::_3DORGANS, CKXRole::OrganGroup, QString());
-    for (const OrganSpec& o : KXSampleSubject::organs())
+    for (const SKXSurfaceData& o : d.organs)
     {
-        auto* organ = make<CKXSurfaceObject>(o.name, CKXRole::Organ, QString(),
-                                             std::make_shared<CKXGeometry>(makeOrgan(o)));
+        if (!hasGeometry(o))
+            continue;
+        const int n = int(m_organs.size());
+        auto* organ =
+            make<CKXSurfaceObject>(uniqueName(o.name, QStringLiteral("Organ %1").arg(n + 1)),
+                                   CKXRole::Organ, QString(), o.geometry);
         CKXObjectState st;
-        st.color = o.color;
+        st.color = o.color.isValid() ? o.color : kOrganColors[n % std::size(kOrganColors)];
         organ->setInitialState(st);
         m_organs.push_back(organ);
         m_pOrganGroup->addChild(organ);
     }
 
-    m_pGLVolume = make<CKXVolumeObject>(kGLVolume, CKXRole::MultimodalityVolume, QString());
-    m_pGLVolume->setDense(makeAnatomyGrid());
-    CKXObjectState glState;
-    glState.visible = false;
-    glState.opacity = 0.6f;
-    CKXVolumeState glVolume;
-    glVolume.voxelOpacity = 0.6f;
-    glVolume.colorTable = CKXPalette::Grey;
-    glVolume.threshold = 30.0f; // densities 0..255: air and the faintest tissue stay clear
-    glVolume.thresholding = true;
-    m_pGLVolume->setInitialState(glState, glVolume);
-
-    m_pOriginalVolume = make<CKXVolumeObject>(kOriginal, CKXRole::SourceVolume, kOriginal);
-    m_pOriginalVolume->setSparse(makeSourceVoxels(spec.original, 0.9f), 100.0f);
-    m_pOriginalSurface = make<CKXSurfaceObject>(
-        QStringLiteral("Original_Surface"), CKXRole::SourceSurface, kOriginal,
-        std::make_shared<CKXGeometry>(makeSourceSurface(spec.original, 35.0f)));
-    m_pOriginalSurface->setEmission(0.35f);
-
-    m_pVoxelSource =
-        make<CKXVolumeObject>(m_strVoxelSourceName, CKXRole::SourceVolume, m_strVoxelSourceName);
-    m_pVoxelSource->setSparse(makeSourceVoxels(spec.voxels, 0.9f), 100.0f);
-
-    m_pSurfaceSource = make<CKXGroupNode>(m_strSurfaceSourceName, CKXRole::SourceSurfaceGroup,
-                                          m_strSurfaceSourceName);
-    for (size_t i = 0; i < spec.surfaces.size(); ++i)
+    if (d.anatomy)
     {
-        auto* part = make<CKXSurfaceObject>(
-            QStringLiteral("%1_Part%2").arg(m_strSurfaceSourceName).arg(i + 1),
-            CKXRole::SourceSurface, m_strSurfaceSourceName,
-            std::make_shared<CKXGeometry>(makeSourceSurface(spec.surfaces[i], 30.0f)));
-        part->setEmission(0.35f);
-        m_pSurfaceSource->addChild(part);
+        CKXVolumeObject::DenseGrid grid = KXVolumeConversion::toDense(*d.anatomy);
+        if (grid.nx > 0)
+        {
+            m_pGLVolume = make<CKXVolumeObject>(uniqueName(kGLVolume, kGLVolume),
+                                                CKXRole::MultimodalityVolume, QString());
+            m_pGLVolume->setDense(std::move(grid));
+            CKXObjectState glState;
+            // Shown at first only when there is nothing else to see.
+            glState.visible = !m_pMesh && m_organs.empty() && d.sources.empty();
+            glState.opacity = 0.6f;
+            CKXVolumeState glVolume;
+            glVolume.voxelOpacity = 0.6f;
+            glVolume.colorTable = CKXPalette::Grey;
+            // Densities 0..255 over the volume's range: air and the faintest tissue stay clear.
+            glVolume.threshold = 30.0f;
+            glVolume.thresholding = true;
+            m_pGLVolume->setInitialState(glState, glVolume);
+        }
     }
 
-    // Pose for the default view: the animal lying along x, seen from above at about 40 degrees
-    // and from its right front, head towards the lower right.
-    m_pose.setToIdentity();
-    m_pose.rotate(-48.0f, 1, 0, 0);
-    m_pose.rotate(-48.0f, 0, 0, 1);
-    m_pose.translate(-QVector3D(-10.0f, -3.0f, 0.0f));
-    m_fSubjectSize = 54.0f;
+    for (const SKXSourceData& source : d.sources)
+        addSource(source);
+    std::sort(m_sources.begin(), m_sources.end(),
+              [](const Source& a, const Source& b) { return a.name < b.name; });
+    m_bTranslucentSubject = !m_organs.empty() || !m_sources.empty();
+    fitView(d);
 }
 
-tag_s3DSourceControls CKXSceneData::defaultSourceControls(const QString& strName) const
+void CKXSceneData::addSource(const SKXSourceData& data)
 {
-    const VariantSpec spec = variantSpec(m_nVariant);
-    tag_s3DSourceControls c;
-    c.surfaceColor = strName == kOriginal ? spec.originalSurfaceColor : spec.surfaceColor;
+    const bool bOriginal = data.name == kOriginal;
+    if (bOriginal && source(kOriginal))
+        return; // there is one original source
+    const bool bSurfaceSource =
+        !bOriginal && (data.name.contains(QLatin1String("SourceSurface")) || !data.volume);
+    Source src;
+    src.name = bOriginal ? kOriginal
+                         : uniqueName(data.name, bSurfaceSource ? QStringLiteral("SourceSurface")
+                                                                : QStringLiteral("SourceVoxels"));
+    tag_s3DSourceControls& c = src.defaults;
     c.surfRenderSolid = true;
     c.surfShadeLit = true;
     c.drawMode = 2;
@@ -182,62 +180,195 @@ tag_s3DSourceControls CKXSceneData::defaultSourceControls(const QString& strName
     c.volumeThreshold = true;
     c.colorMin = 0.0f;
     c.colorMax = 100.0f;
-    if (strName == kOriginal)
+
+    if (!bSurfaceSource && data.volume && KXVolumeConversion::isUsable(*data.volume))
     {
-        c.surfaceVisible = false;
+        // Intensities are light: the range starts at zero unless the data goes below it.
+        const SKXVolumeData& v = *data.volume;
+        const float lo = std::isfinite(v.minimum) ? std::min(v.minimum, 0.0f) : 0.0f;
+        const float hi = std::isfinite(v.maximum) && v.maximum > lo ? v.maximum : lo + 1.0f;
+        src.volume = make<CKXVolumeObject>(src.name, CKXRole::SourceVolume, src.name);
+        // Voxels below 1% of the range are not worth drawing.
+        src.volume->setSparse(KXVolumeConversion::toSparse(v, lo + (hi - lo) / 100.0f), hi);
+        const float t = std::isfinite(data.threshold) ? std::clamp(data.threshold, lo, hi)
+                                                      : lo + 12.0f * (hi - lo) / 100.0f;
+        c.intensityMin = lo;
+        c.intensityMax = hi;
+        c.intensityValue = t;
+        c.intensitySlider = int(std::lround(100.0 * (double(t) - lo) / (double(hi) - lo)));
         c.volumeVisible = true;
-        c.voxelColor = spec.originalTable;
         c.volumeGroup = true;
     }
-    else if (strName == m_strVoxelSourceName)
+
+    int nPart = 0;
+    for (const SKXSurfaceData& s : data.surfaces)
     {
-        c.volumeVisible = true;
-        c.voxelColor = spec.voxelTable;
-        c.intensitySlider = 20;
-        c.intensityValue = 20.0;
-        c.volumeGroup = true;
+        if (!hasGeometry(s))
+            continue;
+        if (bOriginal)
+        {
+            auto* surface =
+                make<CKXSurfaceObject>(uniqueName(QStringLiteral("Original_Surface"), QString()),
+                                       CKXRole::SourceSurface, kOriginal, s.geometry);
+            surface->setEmission(0.35f);
+            src.surfaces.push_back(surface);
+            break; // the original has one surface
+        }
+        if (!bSurfaceSource)
+            break; // a voxel source shows its voxels only
+        if (!src.group)
+            src.group = make<CKXGroupNode>(src.name, CKXRole::SourceSurfaceGroup, src.name);
+        auto* part = make<CKXSurfaceObject>(
+            uniqueName(QStringLiteral("%1_Part%2").arg(src.name).arg(++nPart), QString()),
+            CKXRole::SourceSurface, src.name, s.geometry);
+        part->setEmission(0.35f);
+        src.group->addChild(part);
+        src.surfaces.push_back(part);
+    }
+    if (!src.volume && src.surfaces.empty())
+        return; // nothing to show
+    if (bOriginal)
+    {
+        c.surfaceColor = data.color.isValid() ? data.color : QColor(255, 150, 60);
+        c.voxelColor = data.colorTable >= 0 ? data.colorTable : CKXPalette::HotIron;
+        c.surfaceVisible = !src.volume; // the voxels show the original when it has them
+    }
+    else if (src.volume)
+    {
+        c.surfaceColor = data.color.isValid() ? data.color : QColor(90, 220, 255);
+        c.voxelColor = data.colorTable >= 0 ? data.colorTable : CKXPalette::GreenFluor;
     }
     else
     {
+        c.surfaceColor = data.color.isValid() ? data.color : QColor(90, 220, 255);
         c.surfaceVisible = true;
         c.surfaceGroupEnabled = true;
-        c.voxelColor = CKXPalette::Rainbow;
+        c.voxelColor = data.colorTable >= 0 ? data.colorTable : CKXPalette::Rainbow;
     }
-    return c;
+    m_sources.push_back(std::move(src));
+}
+
+void CKXSceneData::fitView(const SKXSceneDescription& d)
+{
+    bool bHas = false;
+    QVector3D lo, hi;
+    auto addSurface = [&](const SKXSurfaceData& s)
+    {
+        if (hasGeometry(s))
+            grow(bHas, lo, hi, s.geometry->boxMin, s.geometry->boxMax);
+    };
+    auto addVolume = [&](const SKXVolumeData& v)
+    {
+        if (!KXVolumeConversion::isUsable(v))
+            return;
+        QVector3D a, b;
+        KXVolumeConversion::worldBounds(v, a, b);
+        grow(bHas, lo, hi, a, b);
+    };
+    if (d.subject)
+        addSurface(*d.subject);
+    for (const SKXSurfaceData& o : d.organs)
+        addSurface(o);
+    if (d.anatomy)
+        addVolume(*d.anatomy);
+    for (const SKXSourceData& s : d.sources)
+    {
+        if (s.volume)
+            addVolume(*s.volume);
+        for (const SKXSurfaceData& surface : s.surfaces)
+            addSurface(surface);
+    }
+    QVector3D centre = bHas ? 0.5f * (lo + hi) : QVector3D();
+    // About the extent of the box seen along the view: half its diagonal.
+    float size = bHas ? 0.5f * (hi - lo).length() : 0.0f;
+    const QVector3D& c = d.viewCentre;
+    if (d.viewSize > 0.0f && std::isfinite(d.viewSize) && std::isfinite(c.x()) &&
+        std::isfinite(c.y()) && std::isfinite(c.z()))
+    {
+        centre = c;
+        size = d.viewSize;
+    }
+    m_pose = d.viewOrientation;
+    m_pose.translate(-centre);
+    m_fSubjectSize = std::isfinite(size) && size > 1e-3f ? size : 60.0f;
 }
 
 tag_s3Dcontrols CKXSceneData::defaultControls() const
 {
     tag_s3Dcontrols c;
-    c.meshColor = QColor(240, 212, 192);
-    c.meshVisible = true;
-    c.meshOpacity = 40;
+    c.meshColor = m_subjectColor;
+    c.meshVisible = m_pMesh != nullptr;
+    c.meshOpacity = m_bTranslucentSubject ? 40 : 100;
     c.meshRenderSolid = true;
     c.meshShadeLit = true;
     c.organsVisible = true;
     c.organOpacity = 80;
     c.organRenderSolid = true;
     c.organShadeLit = true;
-    c.pdMap.visible() = true;
     c.pdMap.colorBarIndex = CKXPalette::Rainbow;
     c.pdMap.sliderMin = 0;
     c.pdMap.sliderMax = 100;
     double lo = 0.0, hi = 100.0;
-    m_pMesh->getPDImageMinMax(lo, hi);
+    c.pdMap.visible() = m_pMesh && m_pMesh->isPhotonDensityMappingValid();
+    if (c.pdMap.visible())
+        m_pMesh->getPDImageMinMax(lo, hi);
+    // The map starts 12% up a zero-based range (photon counts), on a round number when the
+    // range is wide enough for one.
+    const double zero = std::min(lo, 0.0);
+    double from = zero + 0.12 * (hi - zero);
+    if (hi - zero >= 100.0)
+        from = std::round(from);
     c.pdMap.spinBoxMax = static_cast<float>(hi);
-    c.pdMap.spinBoxMin = static_cast<float>(std::round(0.12 * hi));
+    c.pdMap.spinBoxMin = static_cast<float>(from);
     c.pdMap.spinBoxValue = static_cast<float>(hi);
     c.pdMap.sliderExtra = 100;
-    c.name3 = kOriginal;
-    for (const QString& name : sourceNames())
-        c.sourceControls.insert(name, defaultSourceControls(name));
+    c.name3 = source(kOriginal) || m_sources.empty() ? kOriginal : m_sources.front().name;
+    for (const Source& s : m_sources)
+        c.sourceControls.insert(s.name, s.defaults);
     return c;
+}
+
+const CKXSceneData::Source* CKXSceneData::source(const QString& strName) const
+{
+    for (const Source& s : m_sources)
+        if (s.name == strName)
+            return &s;
+    return nullptr;
+}
+
+CKXVolumeObject* CKXSceneData::originalVolume() const
+{
+    const Source* s = source(kOriginal);
+    return s ? s->volume : nullptr;
+}
+
+CKXSurfaceObject* CKXSceneData::originalSurface() const
+{
+    const Source* s = source(kOriginal);
+    return s && !s->surfaces.empty() ? s->surfaces.front() : nullptr;
+}
+
+CKXVolumeObject* CKXSceneData::voxelSource() const
+{
+    for (const Source& s : m_sources)
+        if (s.name != kOriginal && s.volume)
+            return s.volume;
+    return nullptr;
+}
+
+CKXGroupNode* CKXSceneData::surfaceSource() const
+{
+    for (const Source& s : m_sources)
+        if (s.group)
+            return s.group;
+    return nullptr;
 }
 
 QStringList CKXSceneData::sourceNames() const
 {
-    QStringList names{kOriginal, m_strVoxelSourceName, m_strSurfaceSourceName};
-    names.sort();
+    QStringList names;
+    for (const Source& s : m_sources)
+        names << s.name;
     return names;
 }
 
@@ -259,15 +390,24 @@ CKXSurfaceObject* CKXSceneData::organ(const QString& strName) const
 
 std::vector<CKXSurfaceObject*> CKXSceneData::sourceSurfaces() const
 {
-    std::vector<CKXSurfaceObject*> v{m_pOriginalSurface};
-    for (C3DObject* c : m_pSurfaceSource->getChildren())
-        v.push_back(static_cast<CKXSurfaceObject*>(c));
+    std::vector<CKXSurfaceObject*> v;
+    if (CKXSurfaceObject* o = originalSurface())
+        v.push_back(o);
+    for (const Source& s : m_sources)
+        if (s.name != kOriginal)
+            v.insert(v.end(), s.surfaces.begin(), s.surfaces.end());
     return v;
 }
 
 std::vector<CKXVolumeObject*> CKXSceneData::sourceVolumes() const
 {
-    return {m_pOriginalVolume, m_pVoxelSource};
+    std::vector<CKXVolumeObject*> v;
+    if (CKXVolumeObject* o = originalVolume())
+        v.push_back(o);
+    for (const Source& s : m_sources)
+        if (s.name != kOriginal && s.volume)
+            v.push_back(s.volume);
+    return v;
 }
 
 void CKXSceneData::changed()
@@ -444,7 +584,7 @@ void CKXSceneData::objectEdited(CKXRole eRole, const QString& strSourceKey,
 
 void CKXSceneData::paletteEdited(CKXPalette* pPalette)
 {
-    if (m_bApplying || pPalette != &m_pMesh->palette())
+    if (m_bApplying || !m_pMesh || pPalette != &m_pMesh->palette())
     {
         changed();
         return;
@@ -468,26 +608,29 @@ void CKXSceneData::applyControls(const tag_s3Dcontrols& controls)
     m_bApplying = true;
     const tag_s3Dcontrols& c = controls;
 
-    m_pMesh->show(c.meshVisible);
-    m_pMesh->setOpacity(c.meshOpacity / 100.0f);
-    if (c.meshColor.isValid())
-        m_pMesh->setFaceSetColor(c.meshColor.redF(), c.meshColor.greenF(), c.meshColor.blueF());
-    if (int m = lastSet(c.meshRenderVertices, c.meshRenderWireframe, c.meshRenderSolid,
-                        c.meshRenderWireSolid);
-        m >= 0)
-        m_pMesh->setDrawMode(m);
-    if (int m =
-            lastSet(c.meshShadeBox, c.meshShadeSmoothSolid, c.meshShadeLit, c.meshShadeSolidLit);
-        m >= 0)
-        m_pMesh->setShadeMode(m);
-    m_pMesh->showPhotonDensity(c.pdMap.visible());
-    CKXPalette& pal = m_pMesh->palette();
-    pal.setColorTableType(c.pdMap.colorBarIndex, c.pdMap.sliderMin / 100.0f,
-                          c.pdMap.sliderMax / 100.0f);
-    pal.SetColorTable(c.pdMap.colorBarIndex, c.pdMap.spinBoxMin,
-                      c.pdMap.valueIsUpperBound() ? c.pdMap.spinBoxValue : c.pdMap.spinBoxMax);
-    pal.setReversed(c.pdMap.reverse());
-    pal.setLogScale(c.pdMap.logScale());
+    if (m_pMesh)
+    {
+        m_pMesh->show(c.meshVisible);
+        m_pMesh->setOpacity(c.meshOpacity / 100.0f);
+        if (c.meshColor.isValid())
+            m_pMesh->setFaceSetColor(c.meshColor.redF(), c.meshColor.greenF(), c.meshColor.blueF());
+        if (int m = lastSet(c.meshRenderVertices, c.meshRenderWireframe, c.meshRenderSolid,
+                            c.meshRenderWireSolid);
+            m >= 0)
+            m_pMesh->setDrawMode(m);
+        if (int m = lastSet(c.meshShadeBox, c.meshShadeSmoothSolid, c.meshShadeLit,
+                            c.meshShadeSolidLit);
+            m >= 0)
+            m_pMesh->setShadeMode(m);
+        m_pMesh->showPhotonDensity(c.pdMap.visible());
+        CKXPalette& pal = m_pMesh->palette();
+        pal.setColorTableType(c.pdMap.colorBarIndex, c.pdMap.sliderMin / 100.0f,
+                              c.pdMap.sliderMax / 100.0f);
+        pal.SetColorTable(c.pdMap.colorBarIndex, c.pdMap.spinBoxMin,
+                          c.pdMap.valueIsUpperBound() ? c.pdMap.spinBoxValue : c.pdMap.spinBoxMax);
+        pal.setReversed(c.pdMap.reverse());
+        pal.setLogScale(c.pdMap.logScale());
+    }
 
     m_pOrganGroup->show(c.organsVisible);
     m_pOrganGroup->setOpacity(c.organOpacity / 100.0f);
@@ -512,21 +655,12 @@ void CKXSceneData::applyControls(const tag_s3Dcontrols& controls)
         }
         const tag_s3DSourceControls& s = c.sourceControls[name];
         stored.sourceControls.insert(name, s);
-        std::vector<C3DObject*> surfaces;
-        CKXVolumeObject* volume = nullptr;
-        if (name == kOriginal)
-        {
-            surfaces.push_back(m_pOriginalSurface);
-            volume = m_pOriginalVolume;
-        }
-        else if (name == m_strVoxelSourceName)
-            volume = m_pVoxelSource;
-        else
-            for (C3DObject* part : m_pSurfaceSource->getChildren())
-                surfaces.push_back(part);
-        if (name == m_strSurfaceSourceName)
-            m_pSurfaceSource->show(s.surfaceVisible);
-        for (C3DObject* o : surfaces)
+        const Source* src = source(name);
+        if (src->group)
+            src->group->show(s.surfaceVisible);
+        const std::vector<CKXSurfaceObject*>& surfaces = src->surfaces;
+        CKXVolumeObject* volume = src->volume;
+        for (CKXSurfaceObject* o : surfaces)
         {
             o->show(s.surfaceVisible);
             o->setOpacity(s.surfaceOpacity / 100.0f);
@@ -556,7 +690,7 @@ void CKXSceneData::applyControls(const tag_s3Dcontrols& controls)
 
 void CKXSceneData::setRenderMode(int nMode, const QString& strObjectClass)
 {
-    if (strObjectClass == PLConstants::_3DMESH)
+    if (strObjectClass == PLConstants::_3DMESH && m_pMesh)
         m_pMesh->setDrawMode(nMode);
     else if (strObjectClass == PLConstants::_3DORGANS)
         m_pOrganGroup->setDrawMode(nMode);
@@ -564,7 +698,7 @@ void CKXSceneData::setRenderMode(int nMode, const QString& strObjectClass)
 
 void CKXSceneData::setShadingMode(int nMode, const QString& strObjectClass)
 {
-    if (strObjectClass == PLConstants::_3DMESH)
+    if (strObjectClass == PLConstants::_3DMESH && m_pMesh)
         m_pMesh->setShadeMode(nMode);
     else if (strObjectClass == PLConstants::_3DORGANS)
         m_pOrganGroup->setShadeMode(nMode);

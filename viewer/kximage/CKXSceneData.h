@@ -1,4 +1,10 @@
-// The scene graph of the sample subject and its display state, private to kximage.
+// The scene graph built from a scene description and its display state, private to kximage.
+//
+// One path turns any description into nodes: the subject "3DMesh" (its scalar field is the
+// photon density map), the organs under "Organ Surface", the multimodality volume "GLVolume"
+// and one entry per light source ("Original": its voxels and first surface; a "SourceVoxels"
+// source: its voxels; a "SourceSurface" source: a group of its surfaces). A role the
+// description lacks has no node.
 //
 // Two views of one state: every node holds what the renderer draws, and `m_controls` holds the
 // tools palette's whole tag_s3Dcontrols, including the fields the scene never renders. Each node
@@ -8,6 +14,7 @@
 #define CKXSCENEDATA_H
 
 #include "CKXSceneGraph.h"
+#include "KXSceneDescription.h"
 #include "KeyFrameRecords.h"
 
 #include <QMap>
@@ -21,31 +28,32 @@
 class CKXSceneData
 {
 public:
-    explicit CKXSceneData(int nVariant);
+    // Copies what it needs: the description may go once this returns. Geometry is shared.
+    explicit CKXSceneData(const SKXSceneDescription& description);
     ~CKXSceneData();
 
-    int variant() const { return m_nVariant; }
+    const QString& name() const { return m_strName; }
 
-    // Nodes (owned here).
+    // Nodes (owned here); null when the description lacks the role.
     CKXMeshObject* mesh() const { return m_pMesh; }
-    CKXGroupNode* organGroup() const { return m_pOrganGroup; }
+    CKXGroupNode* organGroup() const { return m_pOrganGroup; } // never null, maybe empty
     const std::vector<CKXSurfaceObject*>& organs() const { return m_organs; }
     CKXVolumeObject* multimodalityVolume() const { return m_pGLVolume; }
-    CKXVolumeObject* originalVolume() const { return m_pOriginalVolume; }
-    CKXSurfaceObject* originalSurface() const { return m_pOriginalSurface; }
-    CKXVolumeObject* voxelSource() const { return m_pVoxelSource; }
-    CKXGroupNode* surfaceSource() const { return m_pSurfaceSource; }
-    std::vector<CKXSurfaceObject*> sourceSurfaces() const; // original's first
-    std::vector<CKXVolumeObject*> sourceVolumes() const;   // original's first
+    CKXVolumeObject* originalVolume() const;
+    CKXSurfaceObject* originalSurface() const;
+    CKXVolumeObject* voxelSource() const;                  // the first voxel source by name
+    CKXGroupNode* surfaceSource() const;                   // the first surface source by name
+    std::vector<CKXSurfaceObject*> sourceSurfaces() const; // the original's first
+    std::vector<CKXVolumeObject*> sourceVolumes() const;   // the original's first
     C3DObject* node(const QString& strName) const { return m_nodes.value(strName, nullptr); }
     CKXSurfaceObject* organ(const QString& strName) const;
 
     QStringList sourceNames() const;
     QStringList organNames() const;
 
-    // The model transform from the anatomical frame (millimetres) to the subject frame: the
-    // subject's pose for the default view, centred on the origin. subjectSize() is the length
-    // (mm) that the default view shows over 60% of its height.
+    // The model transform from the world frame (millimetres) to the subject frame: the
+    // dataset's bounds centred on the origin and turned by the description's viewOrientation.
+    // subjectSize() is the length (mm) that the default view shows over 60% of its height.
     const QMatrix4x4& pose() const { return m_pose; }
     float subjectSize() const { return m_fSubjectSize; }
 
@@ -66,28 +74,38 @@ public:
     std::function<void()> notify;
 
 private:
-    void build();
+    // One light source: its nodes and its default display controls.
+    struct Source
+    {
+        QString name;
+        CKXVolumeObject* volume = nullptr;
+        std::vector<CKXSurfaceObject*> surfaces; // the original's surface or the group's parts
+        CKXGroupNode* group = nullptr;           // a surface source's own node
+        tag_s3DSourceControls defaults;
+    };
+
+    void build(const SKXSceneDescription& description);
+    void addSource(const SKXSourceData& source);
+    void fitView(const SKXSceneDescription& description);
+    QString uniqueName(const QString& strWanted, const QString& strFallback) const;
     void changed();
     tag_s3Dcontrols defaultControls() const;
-    tag_s3DSourceControls defaultSourceControls(const QString& strName) const;
+    const Source* source(const QString& strName) const;
 
     template <class T, class... Args> T* make(Args&&... args);
 
-    int m_nVariant;
+    QString m_strName;
     std::vector<std::unique_ptr<C3DSGNode>> m_storage;
     QMap<QString, C3DObject*> m_nodes;
     CKXMeshObject* m_pMesh = nullptr;
     CKXGroupNode* m_pOrganGroup = nullptr;
     std::vector<CKXSurfaceObject*> m_organs;
     CKXVolumeObject* m_pGLVolume = nullptr;
-    CKXVolumeObject* m_pOriginalVolume = nullptr;
-    CKXSurfaceObject* m_pOriginalSurface = nullptr;
-    CKXVolumeObject* m_pVoxelSource = nullptr;
-    CKXGroupNode* m_pSurfaceSource = nullptr;
-    QString m_strVoxelSourceName;
-    QString m_strSurfaceSourceName;
+    std::vector<Source> m_sources; // ascending by name
     QMatrix4x4 m_pose;
     float m_fSubjectSize = 60.0f;
+    QColor m_subjectColor = QColor(240, 212, 192);
+    bool m_bTranslucentSubject = true; // something inside it to see
 
     tag_s3Dcontrols m_controls;
     bool m_bApplying = false;

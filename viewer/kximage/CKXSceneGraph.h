@@ -13,6 +13,7 @@
 
 #include <QColor>
 #include <QList>
+#include <QMatrix4x4>
 #include <QString>
 #include <QVector3D>
 
@@ -226,8 +227,9 @@ public:
     struct DenseGrid
     {
         int nx = 0, ny = 0, nz = 0;
-        std::vector<unsigned char> density; // x fastest
-        QVector3D boxMin, boxMax;
+        std::vector<unsigned char> density; // i fastest, then j, then k
+        QMatrix4x4 voxelToWorld;            // (i, j, k, 1) of a voxel's centre -> millimetres
+        QVector3D boxMin, boxMax;           // world bounds of the grid's outer voxel faces
     };
 
     CKXVolumeObject(CKXSceneData* pScene, const QString& strName, CKXRole eRole,
