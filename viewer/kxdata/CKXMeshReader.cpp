@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <malloc.h>
 #include <memory>
 #include <unordered_map>
 #include <utility>
@@ -399,6 +400,11 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         auto geometry = std::make_shared<CKXGeometry>();
         SKXSurfaceData surface;
         remap.assign(mesh.mNumVertices, -1);
+        // Exact sizes: grown vectors would keep up to twice the memory for the surface's life.
+        geometry->positions.reserve(3 * size_t(mesh.mNumVertices));
+        geometry->indices.reserve(3 * size_t(mesh.mNumFaces));
+        if (!field.values.empty())
+            surface.scalars.reserve(mesh.mNumVertices);
         for (unsigned f = 0; f < mesh.mNumFaces; ++f)
         {
             if ((++nDone & 0xFFFF) == 0 && progress &&
@@ -454,6 +460,10 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
             surface.scalarName = field.strName;
         meshes.push_back(std::move(surface));
     }
+    // The library's many small blocks are free now; hand their pages back to the system, so
+    // that what a load leaves resident is the surfaces it returns.
+    importer.FreeScene();
+    malloc_trim(0);
     if (meshes.empty())
         return fail(bDroppedNonFinite
                         ? QStringLiteral("none of its triangles has finite coordinates.")
