@@ -338,24 +338,31 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     }
     // Triangulation reads the vertices the faces name, so indices are checked first. (The
     // library's own validation would also refuse harmless files, such as an STL file with an
-    // empty solid beside a full one.)
+    // empty solid beside a full one.) Its loaders may also mislabel a mesh's primitive types,
+    // which its triangulation asserts on: they are set here from the faces themselves.
     for (unsigned m = 0; m < pScene->mNumMeshes; ++m)
     {
-        const aiMesh* pMesh = pScene->mMeshes[m];
+        aiMesh* pMesh = pScene->mMeshes[m];
         if (!pMesh || (pMesh->mNumFaces > 0 && !pMesh->mFaces) ||
             (pMesh->mNumVertices > 0 && !pMesh->mVertices))
             return fail(QStringLiteral("its mesh %1 is incomplete.").arg(m));
+        unsigned nTypes = 0;
         for (unsigned f = 0; f < pMesh->mNumFaces; ++f)
         {
             const aiFace& face = pMesh->mFaces[f];
-            if (face.mNumIndices > 0 && !face.mIndices)
-                return fail(QStringLiteral("its mesh %1 is incomplete.").arg(m));
+            if (face.mNumIndices == 0 || !face.mIndices)
+                return fail(QStringLiteral("its mesh %1 has a face without corners.").arg(m));
             for (unsigned i = 0; i < face.mNumIndices; ++i)
                 if (face.mIndices[i] >= pMesh->mNumVertices)
                     return fail(QStringLiteral("a face refers to vertex %1 of a mesh that has %2.")
                                     .arg(face.mIndices[i])
                                     .arg(pMesh->mNumVertices));
+            nTypes |= face.mNumIndices == 1   ? aiPrimitiveType_POINT
+                      : face.mNumIndices == 2 ? aiPrimitiveType_LINE
+                      : face.mNumIndices == 3 ? aiPrimitiveType_TRIANGLE
+                                              : aiPrimitiveType_POLYGON;
         }
+        pMesh->mPrimitiveTypes = nTypes;
     }
     // Points and lines are dropped below. PLY files are indexed already, and joining would
     // reorder the vertices their scalar field follows; other formats (STL, OBJ) repeat a
