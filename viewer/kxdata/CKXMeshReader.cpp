@@ -275,6 +275,16 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     const SKXMeshFileCheck check = kxCheckMeshFileHeader(file.read(65536), nSize, info.suffix());
     if (!check.bAcceptable)
         return fail(check.strReason);
+    if (check.bIsOff)
+    {
+        const uchar* pData = file.map(0, nSize);
+        if (!pData)
+            return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
+        const QString strReason = kxCheckOffBody(reinterpret_cast<const char*>(pData), nSize);
+        file.unmap(const_cast<uchar*>(pData));
+        if (!strReason.isEmpty())
+            return fail(strReason);
+    }
 
     // The scalar field: the import library drops custom vertex properties, so a PLY file's
     // field is read with the PLY library. A field with a value that is not a finite number is

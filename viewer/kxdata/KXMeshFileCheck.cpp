@@ -140,6 +140,7 @@ SKXMeshFileCheck checkStl(const QByteArray& header, std::int64_t nFileSize)
 SKXMeshFileCheck checkOff(const QByteArray& header, std::int64_t nFileSize)
 {
     SKXMeshFileCheck check;
+    check.bIsOff = true;
     QList<QByteArray> numbers;
     const QList<QByteArray> lines = header.split('\n');
     for (int i = 1; i < lines.size() && numbers.size() < 2; ++i)
@@ -183,4 +184,66 @@ SKXMeshFileCheck kxCheckMeshFileHeader(const QByteArray& header, std::int64_t nF
         strSuffix.compare(QLatin1String("stl"), Qt::CaseInsensitive) == 0)
         return checkStl(header, nFileSize);
     return SKXMeshFileCheck();
+}
+
+QString kxCheckOffBody(const char* pData, std::int64_t nSize)
+{
+    const char* p = pData;
+    const char* const pEnd = pData + nSize;
+    // The next line that holds something other than a comment, split into words.
+    auto nextLine = [&](QList<QByteArray>& words)
+    {
+        while (p < pEnd)
+        {
+            const char* pEol = static_cast<const char*>(std::memchr(p, '\n', size_t(pEnd - p)));
+            if (!pEol)
+                pEol = pEnd;
+            QByteArray line = QByteArray::fromRawData(p, int(pEol - p));
+            p = pEol + 1;
+            const int nComment = line.indexOf('#');
+            line = (nComment < 0 ? line : line.left(nComment)).simplified();
+            if (!line.isEmpty())
+            {
+                words = line.split(' ');
+                return true;
+            }
+        }
+        return false;
+    };
+    QList<QByteArray> words;
+    if (!nextLine(words))
+        return QStringLiteral("it has no OFF header.");
+    if (words.size() < 3 && !nextLine(words)) // the counts may stand beside the keyword
+        return QStringLiteral("it has no vertex and face counts.");
+    if (words[0].endsWith("OFF"))
+        words.removeFirst();
+    bool bOkV = false, bOkF = false;
+    const std::int64_t nVertices = words.value(0).toLongLong(&bOkV);
+    const std::int64_t nFaces = words.value(1).toLongLong(&bOkF);
+    if (!bOkV || !bOkF || nVertices < 0 || nFaces < 0)
+        return QStringLiteral("its vertex and face counts are not numbers.");
+    for (std::int64_t v = 0; v < nVertices; ++v)
+        if (!nextLine(words) || words.size() < 3)
+            return QStringLiteral("vertex %1 of the %2 it declares is missing or incomplete.")
+                .arg(v + 1)
+                .arg(nVertices);
+    for (std::int64_t f = 0; f < nFaces; ++f)
+    {
+        bool bOk = false;
+        const int nCorners = nextLine(words) ? words[0].toInt(&bOk) : 0;
+        if (!bOk || nCorners < 1 || nCorners > 9 || words.size() < nCorners + 1)
+            return QStringLiteral("face %1 of the %2 it declares is missing or malformed.")
+                .arg(f + 1)
+                .arg(nFaces);
+        for (int c = 1; c <= nCorners; ++c)
+        {
+            const qint64 nIndex = words[c].toLongLong(&bOk);
+            if (!bOk || nIndex < 0 || nIndex >= nVertices)
+                return QStringLiteral("face %1 refers to vertex %2 of the %3 it declares.")
+                    .arg(f + 1)
+                    .arg(QString::fromLatin1(words[c].left(20)))
+                    .arg(nVertices);
+        }
+    }
+    return QString();
 }

@@ -15,6 +15,7 @@ struct SKXMeshFileCheck
     QString strReason; // why not, without the file's name: "the header declares ..."
 
     bool bIsPly = false;
+    bool bIsOff = false; // kxCheckOffBody must pass too
     // The PLY vertex element's properties in file order, and the declared counts (-1: unknown).
     QStringList listVertexProperties;
     std::int64_t nDeclaredVertices = -1;
@@ -27,5 +28,11 @@ struct SKXMeshFileCheck
 // here. `header` holds at least the first 64 KiB of the file, or all of it when it is smaller.
 SKXMeshFileCheck kxCheckMeshFileHeader(const QByteArray& header, std::int64_t nFileSize,
                                        const QString& strSuffix);
+
+// An OFF file's vertex and face lines: the import library's OFF reader trusts them (it writes
+// beyond its arrays for a face that names a vertex the file lacks, or when lines are missing),
+// so each face's corners are checked against the declared vertices before it reads the file.
+// Empty when the file is sound, else why not.
+QString kxCheckOffBody(const char* pData, std::int64_t nSize);
 
 #endif // KXMESHFILECHECK_H
