@@ -288,6 +288,8 @@ TEST(MeshReader, RefusesBadFilesWithAMessageNamingThem)
         {"lines.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nl 1 2 3\n", "no triangles"},
         {"flat.off", "OFF\n3 1 0\n0 0 0\n1 1 1\n2 2 2\n3 0 1 2\n", "no triangles"},
         {"index.ply", outOfRange, "vertex"},
+        {"index.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n", "refers to vertex 7"},
+        {"short.off", "OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", "face 2"},
         {"nan.ply", allNan, "finite"},
     };
     for (const auto& c : cases)
