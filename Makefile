@@ -4,6 +4,7 @@
 #   make gui    open the viewer
 #   make bench  build and run the benchmarks
 #   make fuzz   fuzz the key frame file reader for FUZZ_SECONDS (clang, libFuzzer, one core)
+#   make fuzz-meshes  the same for the mesh reader
 #   make test-sanitized  every test, viewer and plug-in included, under ASan and UBSan (slow)
 #   make soak   1,000 play-and-stop cycles and 200 recordings in one viewer, memory measured
 
@@ -11,12 +12,13 @@ BUILD      ?= build
 ASAN_BUILD ?= build-asan
 SAN_BUILD  ?= build-sanitized
 FUZZ_BUILD ?= build-fuzz
+FUZZ_MESHES_BUILD ?= build-fuzz-meshes
 FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 XVFB        = xvfb-run -a -s "-screen 0 1920x1200x24"
 
-.PHONY: all deps build test test-asan test-sanitized bench soak gui run clean format fuzz
+.PHONY: all deps build test test-asan test-sanitized bench soak gui run clean format fuzz fuzz-meshes
 
 all: build
 
@@ -63,6 +65,30 @@ fuzz: deps
 	    -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -timeout=10 -rss_limit_mb=2048 \
 	    -print_final_stats=1 -dict=fuzz/vkf.dict -artifact_prefix=$(FUZZ_BUILD)/artifacts/ \
 	    $(FUZZ_BUILD)/corpus $(FUZZ_BUILD)/seeds
+
+# The mesh reader under libFuzzer, seeded with small models of the import library's test set and
+# the findings kept in tests/data/fuzz-meshes. A seed's first byte chooses the suffix the reader
+# sees (0 ply, 1 stl, 2 obj, 3 off, 4 gltf, 5 glb).
+fuzz-meshes: deps
+	cmake -S . -B $(FUZZ_MESHES_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	      -DCMAKE_CXX_COMPILER=clang++ -DKX_FUZZ=ON -DKX_PURE_ONLY=ON -DKX_BUILD_TESTS=OFF \
+	      -DKX_BUILD_BENCH=OFF
+	cmake --build $(FUZZ_MESHES_BUILD) -j $(JOBS) --target fuzz_mesh_reader
+	@mkdir -p $(FUZZ_MESHES_BUILD)/corpus $(FUZZ_MESHES_BUILD)/seeds $(FUZZ_MESHES_BUILD)/artifacts
+	@m=/usr/share/assimp/models; n=0; for f in 0:PLY/cube.ply 0:PLY/cube_binary.ply \
+	    0:PLY/float-color.ply 1:STL/triangle.stl 1:STL/triangle_with_two_solids.stl \
+	    2:OBJ/box.obj 2:OBJ/cube_usemtl.obj 3:OFF/Cube.off \
+	    4:glTF2/BoxTextured-glTF-Embedded/BoxTextured.gltf \
+	    5:glTF2/BoxTextured-glTF-Binary/BoxTextured.glb; do \
+	  n=$$((n + 1)); { printf "\\$$(printf %o $${f%%%%:*})"; cat $$m/$${f#*:}; } \
+	    >$(FUZZ_MESHES_BUILD)/seeds/seed$$n; done
+	cp tests/data/fuzz-meshes/* $(FUZZ_MESHES_BUILD)/seeds/ 2>/dev/null || true
+	UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	    LSAN_OPTIONS=suppressions=$(CURDIR)/fuzz/mesh-lsan.supp:print_suppressions=0 \
+	    $(FUZZ_MESHES_BUILD)/bin/fuzz_mesh_reader -max_total_time=$(FUZZ_SECONDS) \
+	    -max_len=65536 -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+	    -artifact_prefix=$(FUZZ_MESHES_BUILD)/artifacts/ $(FUZZ_MESHES_BUILD)/corpus \
+	    $(FUZZ_MESHES_BUILD)/seeds
 
 bench: build
 	@scripts/run-benchmarks $(BUILD)

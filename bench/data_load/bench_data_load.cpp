@@ -1,0 +1,221 @@
+// Loading the user's data. Each row writes a file the way a user's program would, then loads it
+// with our reader and with the reading library alone (the reference: the least any load of the
+// file costs), each in a child process of its own so that the resident memory is the load's
+// alone. A row is one SLoadRow in rows(); readers of other kinds of data add theirs there.
+//
+// Result lines per row: load time (CPU) against the library alone, and resident memory after the
+// load (the data still held) against the size of the decoded data.
+#include "CKXMeshReader.h"
+#include "KXBenchResult.h"
+
+#include <assimp/Importer.hpp>
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+struct SLoadRow
+{
+    std::string strName;    // "PLY mesh, 1M triangles, scalar field"
+    std::string strLibrary; // the reference's name: "assimp alone"
+    std::function<bool(const QString& strDir, QString& strPath)> write;
+    // Loads the file and keeps the data until the next call; the decoded data's bytes, 0 when
+    // the load failed.
+    std::function<double(const QString& strPath)> loadOurs;
+    std::function<bool(const QString& strPath)> loadLibrary;
+};
+
+// A 708 x 708 grid of vertices with a field, as a binary PLY file: 999,698 triangles.
+bool writeGridPly(const QString& strDir, QString& strPath)
+{
+    constexpr int n = 708;
+    strPath = strDir + "/grid.ply";
+    QFile file(strPath);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    const int nTriangles = 2 * (n - 1) * (n - 1);
+    file.write(QStringLiteral("ply\nformat binary_little_endian 1.0\nelement vertex %1\n"
+                              "property float x\nproperty float y\nproperty float z\n"
+                              "property float intensity\nelement face %2\n"
+                              "property list uchar int vertex_indices\nend_header\n")
+                   .arg(n * n)
+                   .arg(nTriangles)
+                   .toLatin1());
+    QByteArray data;
+    data.reserve(n * n * 16 + nTriangles * 13);
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i)
+        {
+            const float v[4] = {0.1f * i, 0.1f * j,
+                                2.0f * std::sin(0.05f * i) * std::cos(0.03f * j),
+                                float(i * j % 1000)};
+            data.append(reinterpret_cast<const char*>(v), sizeof v);
+        }
+    for (int j = 0; j + 1 < n; ++j)
+        for (int i = 0; i + 1 < n; ++i)
+        {
+            const int a = j * n + i, b = a + 1, c = a + n, d = c + 1;
+            const int tris[2][3] = {{a, b, d}, {a, d, c}};
+            for (const auto& t : tris)
+            {
+                data.append(char(3));
+                data.append(reinterpret_cast<const char*>(t), 12);
+            }
+        }
+    return file.write(data) == data.size();
+}
+
+std::vector<SLoadRow> rows()
+{
+    std::vector<SLoadRow> list;
+    static std::vector<SKXSurfaceData> meshes; // held until the child process measures
+    list.push_back(
+        {"PLY mesh 1M triangles + field", "assimp alone", writeGridPly,
+         [](const QString& strPath)
+         {
+             QString strError;
+             if (!CKXMeshReader::read(strPath, meshes, strError))
+             {
+                 std::fprintf(stderr, "%s\n", qPrintable(strError));
+                 return 0.0;
+             }
+             double dBytes = 0;
+             for (const SKXSurfaceData& s : meshes)
+                 dBytes += 4.0 * (s.geometry->positions.size() + s.geometry->normals.size() +
+                                  s.geometry->indices.size() + s.scalars.size());
+             return dBytes;
+         },
+         [](const QString& strPath)
+         {
+             // The same processing the reader asks of it for a PLY file.
+             static Assimp::Importer importer;
+             return importer.ReadFile(strPath.toStdString(), aiProcess_Triangulate) != nullptr;
+         }});
+    return list;
+}
+
+long statusKiB(const char* pszKey)
+{
+    long nValue = -1;
+    FILE* pFile = std::fopen("/proc/self/status", "r");
+    if (!pFile)
+        return nValue;
+    char szLine[256];
+    const size_t nKey = std::strlen(pszKey);
+    while (std::fgets(szLine, sizeof szLine, pFile))
+        if (std::strncmp(szLine, pszKey, nKey) == 0 && szLine[nKey] == ':')
+            std::sscanf(szLine + nKey + 1, "%ld", &nValue);
+    std::fclose(pFile);
+    return nValue;
+}
+
+// The process's CPU time: on a machine others share, wall time measures them as much as us.
+// Every load here runs on one thread.
+double cpuMs()
+{
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
+}
+
+struct SMeasure
+{
+    double dMs = -1;          // CPU time of the load
+    double dResidentMiB = -1; // resident memory after the load above the start
+    double dDataMiB = -1;     // decoded data, for our reader
+};
+
+// Runs `load` in a child process: its time and the resident memory it leaves.
+SMeasure inChild(const std::function<double()>& load)
+{
+    int fds[2];
+    if (pipe(fds) != 0)
+        return {};
+    const pid_t pid = fork();
+    if (pid == 0)
+    {
+        close(fds[0]);
+        malloc_trim(0);
+        SMeasure m;
+        const long nStartKiB = statusKiB("VmRSS");
+        const double dStartMs = cpuMs();
+        const double dBytes = load();
+        m.dMs = dBytes > 0 ? cpuMs() - dStartMs : -1;
+        m.dResidentMiB = (statusKiB("VmRSS") - nStartKiB) / 1024.0;
+        m.dDataMiB = dBytes / (1024.0 * 1024.0);
+        const bool bOk = write(fds[1], &m, sizeof m) == static_cast<ssize_t>(sizeof m);
+        _exit(bOk ? 0 : 1);
+    }
+    close(fds[1]);
+    SMeasure m;
+    if (pid < 0 || read(fds[0], &m, sizeof m) != static_cast<ssize_t>(sizeof m))
+        m = SMeasure();
+    close(fds[0]);
+    int nStatus = 0;
+    if (pid > 0)
+        waitpid(pid, &nStatus, 0);
+    return m;
+}
+
+// The best of a few runs: the load's own cost, with the least of the machine's noise.
+SMeasure best(int nRuns, const std::function<double()>& load)
+{
+    SMeasure b;
+    for (int i = 0; i < nRuns; ++i)
+    {
+        const SMeasure m = inChild(load);
+        if (m.dMs > 0 && (b.dMs < 0 || m.dMs < b.dMs))
+            b = m;
+    }
+    return b;
+}
+
+} // namespace
+
+int main()
+{
+    QTemporaryDir dir;
+    int nStatus = 0;
+    for (const SLoadRow& row : rows())
+    {
+        QString strPath;
+        if (!row.write(dir.path(), strPath))
+        {
+            std::fprintf(stderr, "%s: cannot write the file\n", row.strName.c_str());
+            nStatus = 1;
+            continue;
+        }
+        const SMeasure ours = best(3, [&] { return row.loadOurs(strPath); });
+        const SMeasure library = best(3, [&] { return row.loadLibrary(strPath) ? 1.0 : 0.0; });
+        std::printf("%s: %.1f ms (%s %.1f ms), resident after the load %.1f MiB for %.1f MiB of "
+                    "data\n",
+                    row.strName.c_str(), ours.dMs, row.strLibrary.c_str(), library.dMs,
+                    ours.dResidentMiB, ours.dDataMiB);
+        kxBenchResult("load " + row.strName, ours.dMs, "ms", row.strLibrary, library.dMs,
+                      EKXBetter::Lower);
+        kxBenchResult("resident after load " + row.strName, ours.dResidentMiB, "MiB",
+                      "decoded data", ours.dDataMiB, EKXBetter::Lower);
+        if (ours.dMs < 0 || library.dMs < 0)
+            nStatus = 1;
+        QFile::remove(strPath);
+    }
+    return nStatus;
+}

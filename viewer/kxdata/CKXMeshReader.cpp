@@ -1,0 +1,491 @@
+#include "CKXMeshReader.h"
+
+#include "KXMeshFileCheck.h"
+
+#include <assimp/Importer.hpp>
+#include <assimp/ProgressHandler.hpp>
+#include <assimp/material.h>
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+#include <draco/core/decoder_buffer.h>
+#include <draco/io/ply_property_reader.h>
+#include <draco/io/ply_reader.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <malloc.h>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+
+namespace
+{
+
+const char* const kScalarCandidates[] = {"intensity", "scalar", "value", "quality", "density"};
+
+// Share of the progress range each phase takes.
+constexpr double kFieldPhaseEnd = 0.2;
+constexpr double kImportPhaseEnd = 0.85;
+
+// Relays the import library's progress into our callback; remembers an abort, because the
+// library does not stop at every report whose answer is "abort".
+class CProgressRelay : public Assimp::ProgressHandler
+{
+public:
+    CProgressRelay(const KXProgress& progress, double dFrom, double dTo)
+        : m_progress(progress), m_dFrom(dFrom), m_dTo(dTo)
+    {
+    }
+    bool Update(float fPercentage) override
+    {
+        if (m_bAborted)
+            return false;
+        const double d = std::clamp(static_cast<double>(fPercentage), 0.0, 1.0);
+        if (m_progress && !m_progress(m_dFrom + (m_dTo - m_dFrom) * d))
+            m_bAborted = true;
+        return !m_bAborted;
+    }
+    bool isAborted() const { return m_bAborted; }
+
+private:
+    const KXProgress& m_progress;
+    double m_dFrom, m_dTo;
+    bool m_bAborted = false;
+};
+
+// A PLY vertex field with the vertices' positions it belongs to, for lining it up with the
+// vertices the import library returns.
+struct SPlyField
+{
+    QString strName;
+    std::vector<float> values;
+    std::vector<float> positions; // x, y, z per vertex, as in the file
+};
+
+// Reads the named vertex properties with the PLY library. Empty `strReason` and an empty field
+// when the property holds a value that is not a finite number.
+bool readPlyField(const uchar* pData, qint64 nSize, const QString& strName, SPlyField& field,
+                  QString& strReason)
+{
+    draco::DecoderBuffer buffer;
+    buffer.Init(reinterpret_cast<const char*>(pData), static_cast<size_t>(nSize));
+    draco::PlyReader reader;
+    const draco::Status status = reader.Read(&buffer);
+    if (!status.ok())
+    {
+        strReason = QStringLiteral("its vertex field \"%1\" cannot be read: %2")
+                        .arg(strName, QString::fromStdString(status.error_msg_string()));
+        return false;
+    }
+    const draco::PlyElement* pVertices = reader.GetElementByName("vertex");
+    const draco::PlyProperty* pValue =
+        pVertices ? pVertices->GetPropertyByName(strName.toStdString()) : nullptr;
+    const draco::PlyProperty* pXyz[3] = {pVertices ? pVertices->GetPropertyByName("x") : nullptr,
+                                         pVertices ? pVertices->GetPropertyByName("y") : nullptr,
+                                         pVertices ? pVertices->GetPropertyByName("z") : nullptr};
+    if (!pValue || pValue->is_list() || !pXyz[0] || !pXyz[1] || !pXyz[2] || pXyz[0]->is_list() ||
+        pXyz[1]->is_list() || pXyz[2]->is_list())
+    {
+        strReason =
+            QStringLiteral("its vertex field \"%1\" is not one number per vertex.").arg(strName);
+        return false;
+    }
+    const int n = pVertices->num_entries();
+    field.strName = strName;
+    field.values.resize(static_cast<size_t>(n));
+    field.positions.resize(3 * static_cast<size_t>(n));
+    const draco::PlyPropertyReader<float> value(pValue);
+    const draco::PlyPropertyReader<float> x(pXyz[0]), y(pXyz[1]), z(pXyz[2]);
+    for (int i = 0; i < n; ++i)
+    {
+        field.values[i] = value.ReadValue(i);
+        if (!std::isfinite(field.values[i]))
+        {
+            field = SPlyField();
+            strReason.clear();
+            return false;
+        }
+        field.positions[3 * i] = x.ReadValue(i);
+        field.positions[3 * i + 1] = y.ReadValue(i);
+        field.positions[3 * i + 2] = z.ReadValue(i);
+    }
+    return true;
+}
+
+// For each vertex of `mesh`, the index of the PLY vertex it was read from. The import library
+// keeps a PLY file's vertex order when it reads one mesh; when it does not (it may drop or
+// repeat vertices), each vertex is found by its exact position. False when one is not found.
+bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& toField)
+{
+    const int n = static_cast<int>(mesh.mNumVertices);
+    toField.resize(static_cast<size_t>(n));
+    const std::vector<float>& p = field.positions;
+    bool bSameOrder = static_cast<size_t>(n) == field.values.size();
+    for (int i = 0; bSameOrder && i < n; ++i)
+    {
+        const aiVector3D& v = mesh.mVertices[i];
+        bSameOrder = v.x == p[3 * i] && v.y == p[3 * i + 1] && v.z == p[3 * i + 2];
+        toField[i] = i;
+    }
+    if (bSameOrder)
+        return true;
+
+    struct SKeyHash
+    {
+        size_t operator()(const std::pair<quint64, quint32>& k) const
+        {
+            return std::hash<quint64>()(k.first * 31 + k.second);
+        }
+    };
+    auto key = [](float x, float y, float z)
+    {
+        quint32 a, b, c;
+        std::memcpy(&a, &x, 4);
+        std::memcpy(&b, &y, 4);
+        std::memcpy(&c, &z, 4);
+        return std::make_pair((quint64(a) << 32) | b, c);
+    };
+    std::unordered_map<std::pair<quint64, quint32>, int, SKeyHash> byPosition;
+    byPosition.reserve(field.values.size());
+    for (size_t i = 0; i < field.values.size(); ++i)
+        byPosition.emplace(key(p[3 * i], p[3 * i + 1], p[3 * i + 2]), static_cast<int>(i));
+    for (int i = 0; i < n; ++i)
+    {
+        const aiVector3D& v = mesh.mVertices[i];
+        const auto it = byPosition.find(key(v.x, v.y, v.z));
+        if (it == byPosition.end())
+            return false;
+        toField[i] = it->second;
+    }
+    return true;
+}
+
+struct SMeshUse
+{
+    unsigned nMesh;
+    aiMatrix4x4 transform; // mesh frame -> world
+    QString strNodeName;
+};
+
+// Every use of a mesh by a node, with the node's world transform. Iterative, and bounded, so
+// that a file whose nodes nest absurdly deep or refer to themselves cannot exhaust the stack.
+std::vector<SMeshUse> meshUses(const aiScene& scene)
+{
+    constexpr size_t kMaxNodes = 1'000'000;
+    std::vector<SMeshUse> uses;
+    std::vector<bool> used(scene.mNumMeshes, false);
+    std::vector<std::pair<const aiNode*, aiMatrix4x4>> stack;
+    if (scene.mRootNode)
+        stack.emplace_back(scene.mRootNode, aiMatrix4x4());
+    size_t nVisited = 0;
+    while (!stack.empty() && ++nVisited <= kMaxNodes)
+    {
+        const auto [pNode, parent] = stack.back();
+        stack.pop_back();
+        const aiMatrix4x4 transform = parent * pNode->mTransformation;
+        for (unsigned i = 0; i < pNode->mNumMeshes; ++i)
+        {
+            const unsigned nMesh = pNode->mMeshes[i];
+            if (nMesh < scene.mNumMeshes)
+            {
+                used[nMesh] = true;
+                uses.push_back({nMesh, transform, QString::fromUtf8(pNode->mName.C_Str())});
+            }
+        }
+        for (unsigned i = pNode->mNumChildren; i > 0; --i)
+            if (pNode->mChildren[i - 1])
+                stack.emplace_back(pNode->mChildren[i - 1], transform);
+    }
+    for (unsigned m = 0; m < scene.mNumMeshes; ++m)
+        if (!used[m])
+            uses.push_back({m, aiMatrix4x4(), QString()});
+    return uses;
+}
+
+QColor diffuseColour(const aiScene& scene, const aiMesh& mesh)
+{
+    if (mesh.mMaterialIndex >= scene.mNumMaterials || !scene.mMaterials[mesh.mMaterialIndex])
+        return QColor();
+    const aiMaterial& material = *scene.mMaterials[mesh.mMaterialIndex];
+    aiString name;
+    // The library gives files without materials (STL, PLY, OFF, OBJ without a material library)
+    // a white or grey material that is unnamed or has one of these names: not the file's colour.
+    if (material.Get(AI_MATKEY_NAME, name) != AI_SUCCESS || name.length == 0 ||
+        std::strcmp(name.C_Str(), AI_DEFAULT_MATERIAL_NAME) == 0 ||
+        std::strcmp(name.C_Str(), "Default") == 0)
+        return QColor();
+    aiColor4D c;
+    if (aiGetMaterialColor(&material, AI_MATKEY_COLOR_DIFFUSE, &c) != AI_SUCCESS)
+        return QColor();
+    return QColor::fromRgbF(std::clamp<double>(c.r, 0, 1), std::clamp<double>(c.g, 0, 1),
+                            std::clamp<double>(c.b, 0, 1), std::clamp<double>(c.a, 0, 1));
+}
+
+bool isFinite(const aiVector3D& v)
+{
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+
+} // namespace
+
+QStringList CKXMeshReader::nameFilters()
+{
+    return {QStringLiteral("*.stl"), QStringLiteral("*.ply"),  QStringLiteral("*.obj"),
+            QStringLiteral("*.off"), QStringLiteral("*.gltf"), QStringLiteral("*.glb"),
+            QStringLiteral("*.dae"), QStringLiteral("*.fbx"),  QStringLiteral("*.3ds"),
+            QStringLiteral("*.x3d")};
+}
+
+bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& meshes,
+                         QString& strError, const SKXMeshReadOptions& options,
+                         const KXProgress& progress)
+{
+    meshes.clear();
+    strError.clear();
+    const QString strShown = QDir::toNativeSeparators(strPath);
+    auto fail = [&](const QString& strReason)
+    {
+        meshes.clear();
+        strError = QStringLiteral("Cannot read the mesh file \"%1\": %2").arg(strShown, strReason);
+        return false;
+    };
+    auto aborted = [&]()
+    {
+        meshes.clear();
+        strError = QStringLiteral("Loading was aborted.");
+        return false;
+    };
+
+    const QFileInfo info(strPath);
+    if (!info.exists())
+        return fail(QStringLiteral("the file does not exist."));
+    if (!info.isFile())
+        return fail(QStringLiteral("it is not a file."));
+    QFile file(strPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return fail(QStringLiteral("it cannot be opened (%1).").arg(file.errorString()));
+    const qint64 nSize = file.size();
+    if (nSize <= 0)
+        return fail(QStringLiteral("the file is empty."));
+    const SKXMeshFileCheck check = kxCheckMeshFileHeader(file.read(65536), nSize, info.suffix());
+    if (!check.bAcceptable)
+        return fail(check.strReason);
+    if (check.bIsOff)
+    {
+        const uchar* pData = file.map(0, nSize);
+        if (!pData)
+            return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
+        const QString strReason = kxCheckOffBody(reinterpret_cast<const char*>(pData), nSize);
+        file.unmap(const_cast<uchar*>(pData));
+        if (!strReason.isEmpty())
+            return fail(strReason);
+    }
+
+    // The scalar field: the import library drops custom vertex properties, so a PLY file's
+    // field is read with the PLY library. A field with a value that is not a finite number is
+    // treated as missing.
+    QStringList listCandidates;
+    if (!options.scalarName.isEmpty())
+    {
+        if (!check.listVertexProperties.contains(options.scalarName))
+            return fail(check.listVertexProperties.isEmpty()
+                            ? QStringLiteral("it has no vertex field \"%1\"; it has no vertex "
+                                             "fields at all.")
+                                  .arg(options.scalarName)
+                            : QStringLiteral("it has no vertex field \"%1\"; its vertex fields "
+                                             "are: %2.")
+                                  .arg(options.scalarName,
+                                       check.listVertexProperties.join(QStringLiteral(", "))));
+        listCandidates << options.scalarName;
+    }
+    else
+        for (const char* pszName : kScalarCandidates)
+            if (check.listVertexProperties.contains(QLatin1String(pszName)))
+                listCandidates << QLatin1String(pszName);
+    SPlyField field;
+    if (!listCandidates.isEmpty())
+    {
+        const uchar* pData = file.map(0, nSize);
+        if (!pData)
+            return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
+        if (progress && !progress(0.0))
+            return aborted();
+        for (const QString& strName : listCandidates)
+        {
+            QString strReason;
+            if (readPlyField(pData, nSize, strName, field, strReason))
+                break;
+            if (!strReason.isEmpty())
+                return fail(strReason);
+            if (!options.scalarName.isEmpty())
+                return fail(QStringLiteral("its vertex field \"%1\" holds values that are not "
+                                           "finite numbers.")
+                                .arg(strName));
+        }
+        file.unmap(const_cast<uchar*>(pData));
+        if (progress && !progress(kFieldPhaseEnd))
+            return aborted();
+    }
+    file.close();
+
+    Assimp::Importer importer;
+    auto* pRelay =
+        new CProgressRelay(progress, field.values.empty() ? 0.0 : kFieldPhaseEnd, kImportPhaseEnd);
+    importer.SetProgressHandler(pRelay); // the importer owns it
+    const aiScene* pScene = importer.ReadFile(QFile::encodeName(strPath).toStdString(), 0);
+    if (pRelay->isAborted())
+        return aborted();
+    if (!pScene)
+    {
+        const QString strWhy = QString::fromUtf8(importer.GetErrorString()).trimmed();
+        return fail(strWhy.isEmpty() ? QStringLiteral("its format is not known or it is corrupt.")
+                                     : strWhy);
+    }
+    // Triangulation reads the vertices the faces name, so indices are checked first. (The
+    // library's own validation would also refuse harmless files, such as an STL file with an
+    // empty solid beside a full one.) Its loaders may also mislabel a mesh's primitive types,
+    // which its triangulation asserts on: they are set here from the faces themselves.
+    for (unsigned m = 0; m < pScene->mNumMeshes; ++m)
+    {
+        aiMesh* pMesh = pScene->mMeshes[m];
+        if (!pMesh || (pMesh->mNumFaces > 0 && !pMesh->mFaces) ||
+            (pMesh->mNumVertices > 0 && !pMesh->mVertices))
+            return fail(QStringLiteral("its mesh %1 is incomplete.").arg(m));
+        unsigned nTypes = 0;
+        for (unsigned f = 0; f < pMesh->mNumFaces; ++f)
+        {
+            const aiFace& face = pMesh->mFaces[f];
+            if (face.mNumIndices == 0 || !face.mIndices)
+                return fail(QStringLiteral("its mesh %1 has a face without corners.").arg(m));
+            for (unsigned i = 0; i < face.mNumIndices; ++i)
+                if (face.mIndices[i] >= pMesh->mNumVertices)
+                    return fail(QStringLiteral("a face refers to vertex %1 of a mesh that has %2.")
+                                    .arg(face.mIndices[i])
+                                    .arg(pMesh->mNumVertices));
+            nTypes |= face.mNumIndices == 1   ? aiPrimitiveType_POINT
+                      : face.mNumIndices == 2 ? aiPrimitiveType_LINE
+                      : face.mNumIndices == 3 ? aiPrimitiveType_TRIANGLE
+                                              : aiPrimitiveType_POLYGON;
+        }
+        pMesh->mPrimitiveTypes = nTypes;
+    }
+    // Points and lines are dropped below. PLY files are indexed already, and joining would
+    // reorder the vertices their scalar field follows; other formats (STL, OBJ) repeat a
+    // vertex per face, which joining makes shared so that normals are smooth.
+    pScene = importer.ApplyPostProcessing(check.bIsPly ? aiProcess_Triangulate
+                                                       : aiProcess_Triangulate |
+                                                             aiProcess_JoinIdenticalVertices);
+    if (pRelay->isAborted())
+        return aborted();
+    if (!pScene)
+        return fail(QString::fromUtf8(importer.GetErrorString()).trimmed());
+
+    const std::vector<SMeshUse> uses = meshUses(*pScene);
+    std::int64_t nVertices = 0, nFaces = 0;
+    for (const SMeshUse& use : uses)
+    {
+        nVertices += pScene->mMeshes[use.nMesh]->mNumVertices;
+        nFaces += pScene->mMeshes[use.nMesh]->mNumFaces;
+    }
+    if (nVertices > KXDataLimits::kMaxVertices || nFaces > KXDataLimits::kMaxTriangles)
+        return fail(QStringLiteral("it holds %1 vertices and %2 faces, more than the %3 and %4 "
+                                   "this viewer accepts.")
+                        .arg(nVertices)
+                        .arg(nFaces)
+                        .arg(KXDataLimits::kMaxVertices)
+                        .arg(KXDataLimits::kMaxTriangles));
+
+    // Triangles with a corner that is not a finite number are left out, and the rest of the
+    // surface is kept: a reconstruction with a few broken vertices is still worth looking at.
+    bool bDroppedNonFinite = false;
+    std::int64_t nDone = 0;
+    std::vector<int> remap, toField;
+    for (const SMeshUse& use : uses)
+    {
+        const aiMesh& mesh = *pScene->mMeshes[use.nMesh];
+        if (!mesh.mVertices || mesh.mNumVertices == 0)
+            continue;
+        if (!field.values.empty() && !alignField(mesh, field, toField))
+            return fail(QStringLiteral("its vertex field \"%1\" cannot be matched to the "
+                                       "vertices of its mesh.")
+                            .arg(field.strName));
+        auto geometry = std::make_shared<CKXGeometry>();
+        SKXSurfaceData surface;
+        remap.assign(mesh.mNumVertices, -1);
+        // Exact sizes: grown vectors would keep up to twice the memory for the surface's life.
+        geometry->positions.reserve(3 * size_t(mesh.mNumVertices));
+        geometry->indices.reserve(3 * size_t(mesh.mNumFaces));
+        if (!field.values.empty())
+            surface.scalars.reserve(mesh.mNumVertices);
+        for (unsigned f = 0; f < mesh.mNumFaces; ++f)
+        {
+            if ((++nDone & 0xFFFF) == 0 && progress &&
+                !progress(kImportPhaseEnd + (1.0 - kImportPhaseEnd) * double(nDone) / nFaces))
+                return aborted();
+            const aiFace& face = mesh.mFaces[f];
+            if (face.mNumIndices != 3 || !face.mIndices)
+                continue;
+            const unsigned* k = face.mIndices;
+            if (k[0] >= mesh.mNumVertices || k[1] >= mesh.mNumVertices || k[2] >= mesh.mNumVertices)
+                return fail(QStringLiteral("a face refers to a vertex beyond the %1 its mesh has.")
+                                .arg(mesh.mNumVertices));
+            if (k[0] == k[1] || k[1] == k[2] || k[0] == k[2])
+                continue;
+            aiVector3D p[3];
+            for (int c = 0; c < 3; ++c)
+                p[c] = use.transform * mesh.mVertices[k[c]];
+            if (!isFinite(p[0]) || !isFinite(p[1]) || !isFinite(p[2]))
+            {
+                bDroppedNonFinite = true;
+                continue;
+            }
+            if (((p[1] - p[0]) ^ (p[2] - p[0])).SquareLength() == 0.0f)
+                continue;
+            int corner[3];
+            for (int c = 0; c < 3; ++c)
+            {
+                int& n = remap[k[c]];
+                if (n < 0)
+                {
+                    n = geometry->addVertex(QVector3D(p[c].x, p[c].y, p[c].z));
+                    if (!field.values.empty())
+                        surface.scalars.push_back(field.values[toField[k[c]]]);
+                }
+                corner[c] = n;
+            }
+            geometry->addTriangle(corner[0], corner[1], corner[2]);
+        }
+        if (geometry->triangleCount() == 0)
+            continue;
+        // The winding is kept as the file gives it: a surface need not be closed, and for an
+        // open one no inside and outside can be told apart.
+        geometry->finish();
+        surface.geometry = std::move(geometry);
+        surface.name = QString::fromUtf8(mesh.mName.C_Str());
+        // Names in angle brackets are the library's own ("<OFFRoot>"), not the file's.
+        if (surface.name.isEmpty() && !use.strNodeName.startsWith(QLatin1Char('<')))
+            surface.name = use.strNodeName;
+        if (surface.name.isEmpty())
+            surface.name = info.completeBaseName();
+        surface.color = diffuseColour(*pScene, mesh);
+        if (!surface.scalars.empty())
+            surface.scalarName = field.strName;
+        meshes.push_back(std::move(surface));
+    }
+    // The library's many small blocks are free now; hand their pages back to the system, so
+    // that what a load leaves resident is the surfaces it returns.
+    importer.FreeScene();
+    malloc_trim(0);
+    if (meshes.empty())
+        return fail(bDroppedNonFinite
+                        ? QStringLiteral("none of its triangles has finite coordinates.")
+                        : QStringLiteral("it holds no triangles."));
+    if (progress && !progress(1.0))
+        return aborted();
+    return true;
+}

@@ -1,0 +1,38 @@
+// What a mesh file's header promises, looked at before any library reads the file: the import
+// libraries allocate for the counts a header declares, so a file that declares more than the
+// limits, or more data than it holds, is refused here.
+#ifndef KXMESHFILECHECK_H
+#define KXMESHFILECHECK_H
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+
+struct SKXMeshFileCheck
+{
+    bool bAcceptable = true;
+    QString strReason; // why not, without the file's name: "the header declares ..."
+
+    bool bIsPly = false;
+    bool bIsOff = false; // kxCheckOffBody must pass too
+    // The PLY vertex element's properties in file order, and the declared counts (-1: unknown).
+    QStringList listVertexProperties;
+    std::int64_t nDeclaredVertices = -1;
+    std::int64_t nDeclaredFaces = -1;
+};
+
+// Looks at the first bytes of the file (PLY, STL and OFF headers, recognised by content; a binary
+// STL file, which has no signature, by its name's suffix `strSuffix`, "stl") and compares the
+// declared counts with the limits and with `nFileSize` bytes. Files of other formats are acceptable
+// here. `header` holds at least the first 64 KiB of the file, or all of it when it is smaller.
+SKXMeshFileCheck kxCheckMeshFileHeader(const QByteArray& header, std::int64_t nFileSize,
+                                       const QString& strSuffix);
+
+// An OFF file's vertex and face lines: the import library's OFF reader trusts them (it writes
+// beyond its arrays for a face that names a vertex the file lacks, or when lines are missing),
+// so each face's corners are checked against the declared vertices before it reads the file.
+// Empty when the file is sound, else why not.
+QString kxCheckOffBody(const char* pData, std::int64_t nSize);
+
+#endif // KXMESHFILECHECK_H
