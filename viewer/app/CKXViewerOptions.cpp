@@ -25,14 +25,25 @@ CKXViewerOptions::CKXViewerOptions()
                 QStringLiteral("WxH")),
       m_optSettle(QStringLiteral("settle"),
                   QStringLiteral("Milliseconds to wait before the screenshot (default 1500)."),
-                  QStringLiteral("ms"))
+                  QStringLiteral("ms")),
+      m_optOpen(QStringLiteral("open"),
+                QStringLiteral("Open <file> (a mesh, a NIfTI file, a DICOM folder or a scene "
+                               "file) instead of the sample subject; repeatable, all files make "
+                               "one dataset. \"organ/Liver=liver.stl\" gives a role (subject, "
+                               "organ, volume or source) and a name."),
+                QStringLiteral("[role[/name]=]file")),
+      m_optExportScene(QStringLiteral("export-scene"),
+                       QStringLiteral("Write the sample subject as a scene file with its meshes "
+                                      "and volumes into <dir>, then quit."),
+                       QStringLiteral("dir"))
 {
     m_parser.setApplicationDescription(
         QStringLiteral("3D viewer for surface meshes, photon density maps, organs and light "
                        "sources, with tool plug-ins."));
     m_parser.addHelpOption();
     m_parser.addVersionOption();
-    m_parser.addOptions({m_optPlugins, m_optHeadless, m_optScreenshot, m_optSize, m_optSettle});
+    m_parser.addOptions({m_optPlugins, m_optHeadless, m_optScreenshot, m_optSize, m_optSettle,
+                         m_optOpen, m_optExportScene});
     m_job.declare(m_parser);
 }
 
@@ -42,7 +53,8 @@ bool CKXViewerOptions::wantsOnlyText(int argc, char** argv)
     {
         const char* psz = argv[i];
         if (!std::strcmp(psz, "-h") || !std::strcmp(psz, "--help") || !std::strcmp(psz, "-v") ||
-            !std::strcmp(psz, "--version") || !std::strcmp(psz, "-?"))
+            !std::strcmp(psz, "--version") || !std::strcmp(psz, "-?") ||
+            !std::strcmp(psz, "--export-scene") || !std::strncmp(psz, "--export-scene=", 15))
         {
             return true;
         }
@@ -111,5 +123,44 @@ bool CKXViewerOptions::parse(const QStringList& listArguments)
             return false;
         }
     }
+    for (const QString& strOpen : m_parser.values(m_optOpen))
+    {
+        SKXOpenRequest request;
+        if (!parseOpenArgument(strOpen, request, m_strError))
+            return false;
+        m_listOpen << request;
+    }
+    m_strExportScene = m_parser.value(m_optExportScene);
+    if (m_parser.isSet(m_optExportScene) && m_strExportScene.isEmpty())
+    {
+        m_strError = QStringLiteral("--export-scene needs a folder.");
+        return false;
+    }
     return m_job.read(m_parser, m_strError);
+}
+
+bool CKXViewerOptions::parseOpenArgument(const QString& strArgument, SKXOpenRequest& request,
+                                         QString& strError)
+{
+    request = SKXOpenRequest();
+    request.path = strArgument;
+    const int nEquals = strArgument.indexOf(QLatin1Char('='));
+    if (nEquals > 0)
+    {
+        const QString strSpec = strArgument.left(nEquals);
+        const int nSlash = strSpec.indexOf(QLatin1Char('/'));
+        const EKXDataRole eRole = CKXSceneFile::roleOf(nSlash < 0 ? strSpec : strSpec.left(nSlash));
+        if (eRole != EKXDataRole::Automatic)
+        {
+            request.role = eRole;
+            request.name = nSlash < 0 ? QString() : strSpec.mid(nSlash + 1).trimmed();
+            request.path = strArgument.mid(nEquals + 1);
+        }
+    }
+    if (request.path.isEmpty())
+    {
+        strError = QStringLiteral("--open needs a file name, not \"%1\".").arg(strArgument);
+        return false;
+    }
+    return true;
 }

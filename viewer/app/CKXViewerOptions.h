@@ -4,8 +4,10 @@
 #define CKXVIEWEROPTIONS_H
 
 #include "CKXHeadlessJobOptions.h"
+#include "CKXSceneFile.h"
 
 #include <QCommandLineParser>
+#include <QList>
 #include <QSize>
 #include <QString>
 
@@ -21,8 +23,12 @@ public:
     QString errorText() const { return m_strError; }
     bool exitRequested() const { return m_bExitRequested; }
 
-    // A display is needed for everything but --help and --version.
+    // A display is needed for everything but --help, --version and --export-scene.
     static bool wantsOnlyText(int argc, char** argv);
+    // One --open argument: "[ROLE[/NAME]=]FILE", ROLE one of subject, organ, volume, source.
+    // Text before a "=" that is not a role belongs to the file name.
+    static bool parseOpenArgument(const QString& strArgument, SKXOpenRequest& request,
+                                  QString& strError);
 
     QString m_strPluginDir; // --plugins DIR; empty: KX_PLUGIN_PATH or "plugins" next to the program
     bool m_bHeadless = false;    // --headless: automation mode, nothing waits for a user
@@ -30,6 +36,8 @@ public:
     QSize m_size;                // --size WxH: the main window's size; invalid: the default
     int m_nSettleMs = 1500;      // --settle MS: how long the window settles before the screenshot
     CKXHeadlessJobOptions m_job; // --load, --preset, --record ...: the headless main job
+    QList<SKXOpenRequest> m_listOpen; // --open: one dataset of these, in place of the samples
+    QString m_strExportScene;         // --export-scene DIR: write the sample as a scene, quit
 
 private:
     QCommandLineParser m_parser;
@@ -38,6 +46,8 @@ private:
     QCommandLineOption m_optScreenshot;
     QCommandLineOption m_optSize;
     QCommandLineOption m_optSettle;
+    QCommandLineOption m_optOpen;
+    QCommandLineOption m_optExportScene;
     QString m_strError;
     bool m_bExitRequested = false;
 };

@@ -7,6 +7,7 @@
 #include "CKXViewerOptions.h"
 #include "KXAutomation.h"
 #include "KXLog.h"
+#include "KXSampleExport.h"
 
 #include <QApplication>
 #include <QDir>
@@ -131,6 +132,17 @@ int main(int argc, char** argv)
             std::fprintf(stderr, "kx3dviewer: %s\n", qPrintable(options.errorText()));
             return 2;
         }
+        if (!options.exitRequested() && !options.m_strExportScene.isEmpty())
+        {
+            QString strError;
+            QString strScene;
+            if (!KXSampleExport::exportScene(options.m_strExportScene, strScene, strError))
+            {
+                std::fprintf(stderr, "kx3dviewer: error: %s\n", qPrintable(strError));
+                return 1;
+            }
+            std::printf("kx3dviewer: the sample subject is in %s\n", qPrintable(strScene));
+        }
         return 0;
     }
 
@@ -165,7 +177,21 @@ int main(int argc, char** argv)
     }
     window.resize(size);
     window.show();
-    window.openDefaultSequences();
+    if (options.m_listOpen.isEmpty())
+    {
+        window.openDefaultSequences();
+    }
+    else
+    {
+        // A file given on the command line that cannot be read ends the run: a job or a
+        // screenshot of something else than what was asked for would only mislead.
+        QString strError;
+        if (!window.openDataset(options.m_listOpen, strError))
+        {
+            std::fprintf(stderr, "kx3dviewer: error: %s\n", qPrintable(strError));
+            return 1;
+        }
+    }
 
     CKXPluginManager plugins(&window);
     plugins.loadPlugins(CKXPluginManager::resolvePluginDir(options.m_strPluginDir));

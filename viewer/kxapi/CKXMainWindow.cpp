@@ -2,8 +2,12 @@
 
 #include "CKX3DToolsPalette.h"
 #include "CKXAppState.h"
+#include "CKXDataMenu.h"
+#include "CKXDatasetLoader.h"
+#include "CKXProcess.h"
 #include "CKXSDataset.h"
 #include "CKXSMessageBox.h"
+#include "CKXSampleScene.h"
 #include "CKXSequenceWindowImpl.h"
 #include "CKXUtilityFns.h"
 
@@ -11,11 +15,15 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDockWidget>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QEvent>
+#include <QFileInfo>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QPainter>
 #include <QScrollArea>
 #include <QStatusBar>
@@ -38,6 +46,7 @@ CKXMainWindow::CKXMainWindow(QWidget* pParent)
     setObjectName(QStringLiteral("KXMainWindow"));
     setWindowTitle(CKXUtilityFns::getAppName());
     setWindowIcon(appIcon());
+    setAcceptDrops(true);
 
     m_pWorkspace->setObjectName(QStringLiteral("Workspace"));
     m_pWorkspace->setBackground(QColor(0x3c, 0x41, 0x48));
@@ -116,9 +125,9 @@ QIcon CKXMainWindow::appIcon()
 void CKXMainWindow::createMenus()
 {
     QMenu* pFile = menuBar()->addMenu(tr("&File"));
-    QAction* pOpen =
-        pFile->addAction(tr("&Open Sample Sequence"), this, &CKXMainWindow::onClickOpenSequence);
-    pOpen->setShortcut(QKeySequence::Open);
+    QAction* pOpenSample =
+        pFile->addAction(tr("Open &Sample Sequence"), this, &CKXMainWindow::onClickOpenSequence);
+    m_pDataMenu = new CKXDataMenu(this, pFile, pOpenSample);
     m_pCloseAction =
         pFile->addAction(tr("&Close Sequence"), this, &CKXMainWindow::onClickCloseSequence);
     m_pCloseAction->setShortcut(QKeySequence::Close);
@@ -167,15 +176,22 @@ void CKXMainWindow::openDefaultSequences()
 
 CKXSequenceWindowImpl* CKXMainWindow::openSampleSequence()
 {
+    const int nVariant = m_nSequenceCounter % 2;
+    return openSequence(new CKXSampleScene(nVariant), tr("Subject %1").arg(QChar('A' + nVariant)),
+                        tr("sample subject %1").arg(QChar('A' + nVariant)));
+}
+
+CKXSequenceWindowImpl* CKXMainWindow::openSequence(CKXSampleScene* pScene, const QString& strName,
+                                                   const QString& strSubject)
+{
     const bool bWasTiled = !m_listWindows.isEmpty() && isStillTiled();
     ++m_nSequenceCounter;
-    const int nVariant = (m_nSequenceCounter - 1) % 2;
     const QString strID =
         QStringLiteral("KX-SEQ-%1").arg(m_nSequenceCounter, 4, 10, QLatin1Char('0'));
-    const QString strName =
-        tr("Subject %1, sequence %2").arg(QChar('A' + nVariant)).arg(m_nSequenceCounter);
-    CKXSSequenceDataset* pSequence = new CKXSSequenceDataset(strID, strName);
-    CKXSequenceWindowImpl* pWindow = new CKXSequenceWindowImpl(pSequence, m_pDataset, nVariant);
+    const QString strTitle = tr("%1, sequence %2").arg(strName).arg(m_nSequenceCounter);
+    CKXSSequenceDataset* pSequence = new CKXSSequenceDataset(strID, strTitle);
+    CKXSequenceWindowImpl* pWindow =
+        new CKXSequenceWindowImpl(pSequence, m_pDataset, pScene, strSubject);
 
     // Synchronous: a plug-in must see a content change before the next one happens.
     connect(pWindow, &CKXSequenceWindowImpl::signal3DViewChanged, this,
@@ -189,7 +205,7 @@ CKXSequenceWindowImpl* CKXMainWindow::openSampleSequence()
 
     QMdiSubWindow* pSub = m_pWorkspace->addSubWindow(pWindow);
     pSub->setAttribute(Qt::WA_DeleteOnClose);
-    pSub->setWindowTitle(strName);
+    pSub->setWindowTitle(strTitle);
     pSub->setWindowIcon(windowIcon());
     pSub->resize(640, 480);
     pSub->show();
@@ -198,6 +214,47 @@ CKXSequenceWindowImpl* CKXMainWindow::openSampleSequence()
     {
         tileSequenceWindows();
     }
+    return pWindow;
+}
+
+CKXSequenceWindowImpl* CKXMainWindow::openDataset(const QList<SKXOpenRequest>& listRequests,
+                                                  QString& strError)
+{
+    // Loading runs here, on the GUI thread, with the progress display's Abort; input to the
+    // main window is held meanwhile so that nothing else is opened or closed half-way.
+    constexpr int kLoadProcess = 2048;
+    CKXProcess::startLongProcess(100, kLoadProcess, true, tr("Aborting..."));
+    CKXProcess::disableUserInteraction(true);
+    const QString strFirst = QFileInfo(listRequests.value(0).path).fileName();
+    CKXProcess::setProcessMessage(tr("Opening %1").arg(strFirst), 0);
+    int nLastStep = -1;
+    SKXSceneDescription description;
+    const bool bLoaded = CKXDatasetLoader::load(
+        listRequests, description, strError,
+        [&](double dFraction)
+        {
+            const int nStep = static_cast<int>(dFraction * 100.0);
+            if (nStep != nLastStep)
+            {
+                nLastStep = nStep;
+                CKXProcess::setProcessMessage(tr("Opening %1").arg(strFirst), nStep);
+                QCoreApplication::processEvents();
+            }
+            return !CKXProcess::isProcessAborted();
+        });
+    CKXProcess::disableUserInteraction(false);
+    CKXProcess::endLongProcess(kLoadProcess);
+    if (!bLoaded)
+    {
+        return nullptr;
+    }
+    QStringList listFiles;
+    for (const SKXOpenRequest& request : listRequests)
+        listFiles << QFileInfo(request.path).fileName();
+    CKXSequenceWindowImpl* pWindow = openSequence(
+        new CKXSampleScene(description), description.name.isEmpty() ? strFirst : description.name,
+        listFiles.join(QStringLiteral(", ")));
+    pWindow->setOpenRequests(listRequests);
     return pWindow;
 }
 
@@ -316,6 +373,23 @@ bool CKXMainWindow::isStillTiled() const
         }
     }
     return true;
+}
+
+void CKXMainWindow::dragEnterEvent(QDragEnterEvent* pEvent)
+{
+    if (!CKXDataMenu::requestsOf(pEvent->mimeData()).isEmpty())
+        pEvent->acceptProposedAction();
+}
+
+void CKXMainWindow::dropEvent(QDropEvent* pEvent)
+{
+    const QList<SKXOpenRequest> listRequests = CKXDataMenu::requestsOf(pEvent->mimeData());
+    if (listRequests.isEmpty())
+        return;
+    pEvent->acceptProposedAction();
+    // Opened once the drop has finished: the source application is not kept waiting.
+    QMetaObject::invokeMethod(
+        this, [this, listRequests]() { m_pDataMenu->open(listRequests); }, Qt::QueuedConnection);
 }
 
 bool CKXMainWindow::eventFilter(QObject* pWatched, QEvent* pEvent)

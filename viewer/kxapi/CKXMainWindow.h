@@ -18,8 +18,12 @@
 #include <QPointer>
 #include <QRect>
 
+#include "CKXSceneFile.h"
+
 class CKX3DToolsPalette;
+class CKXDataMenu;
 class CKXSDataset;
+class CKXSampleScene;
 class CKXSSequenceDataset;
 class CKXSequenceWindowImpl;
 class QAction;
@@ -44,6 +48,15 @@ public:
     void openDefaultSequences();
     // Opens one more sample sequence (the subjects alternate) and makes it active.
     CKXSequenceWindowImpl* openSampleSequence();
+    // Opens a sequence window on the scene (taken over), titled after strName, and makes it
+    // active; strSubject says what the scene shows.
+    CKXSequenceWindowImpl* openSequence(CKXSampleScene* pScene, const QString& strName,
+                                        const QString& strSubject);
+    // Reads the files into one dataset and opens it as a new sequence window, showing the
+    // host's progress with Abort meanwhile. Null with strError (naming the file) when it cannot
+    // be read; whatever was open stays as it was then.
+    CKXSequenceWindowImpl* openDataset(const QList<SKXOpenRequest>& listRequests,
+                                       QString& strError);
     // Closes the window as its close button would; false when it refused (recording).
     bool closeSequence(CKXSequenceWindowImpl* pWindow);
 
@@ -55,6 +68,7 @@ public:
 
     QMdiArea* workspace() const { return m_pWorkspace; }
     CKX3DToolsPalette* toolsPalette() const { return m_pPalette; }
+    CKXDataMenu* dataMenu() const { return m_pDataMenu; }
     QDockWidget* toolsDock() const { return m_pPaletteDock; }
     CKXSDataset* dataset() const { return m_pDataset; }
     // The menu of a plug-in menu identifier; the Tools menu for 0 and for unknown identifiers.
@@ -85,6 +99,9 @@ signals:
 
 protected:
     void closeEvent(QCloseEvent* pEvent) override;
+    // Files dropped anywhere on the window open as one dataset.
+    void dragEnterEvent(QDragEnterEvent* pEvent) override;
+    void dropEvent(QDropEvent* pEvent) override;
     bool eventFilter(QObject* pWatched, QEvent* pEvent) override;
 
 private slots:
@@ -101,6 +118,7 @@ private:
     QDockWidget* m_pPaletteDock;
     CKXSDataset* m_pDataset; // the sample study; owned
     QMenu* m_pToolsMenu = nullptr;
+    CKXDataMenu* m_pDataMenu = nullptr;
     QAction* m_pCloseAction = nullptr;
     QAction* m_pReloadAction = nullptr;
     QAction* m_pResetCameraAction = nullptr;

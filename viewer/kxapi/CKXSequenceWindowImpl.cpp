@@ -28,16 +28,18 @@ const QString kMultimodalityVolume = QStringLiteral("GLVolume");
 } // namespace
 
 CKXSequenceWindowImpl::CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKXSDataset* pDataset,
-                                             int nVariant, QWidget* pParent)
+                                             CKXSampleScene* pScene, const QString& strSubject,
+                                             QWidget* pParent)
     : CKXSSequenceWindow(pParent), m_pSequence(pSequence), m_pDataset(pDataset),
-      m_nVariant(nVariant), m_pScene(new CKXSampleScene(nVariant, this)),
-      m_pView(new CKXGLView(m_pScene)), m_pToolInfo(new CKXSceneToolInfo(m_pScene)),
-      m_pTabs(new QTabWidget(this)), m_pInfoBrowser(new QTextBrowser)
+      m_strSubject(strSubject), m_pScene(pScene), m_pView(new CKXGLView(m_pScene)),
+      m_pToolInfo(new CKXSceneToolInfo(m_pScene)), m_pTabs(new QTabWidget(this)),
+      m_pInfoBrowser(new QTextBrowser)
 {
     setObjectName(QStringLiteral("SequenceWindow_%1")
                       .arg(pSequence ? pSequence->getSequenceID() : QString()));
     setWindowTitle(pSequence ? pSequence->getSequenceName() : QString());
     setMinimumSize(320, 260);
+    m_pScene->setParent(this);
 
     m_pView->setObjectName(QStringLiteral("GLView"));
     m_pTabs->setObjectName(QStringLiteral("SequenceTabs"));
@@ -276,13 +278,13 @@ void CKXSequenceWindowImpl::refreshInfo()
         tr("<h3>%1</h3><table>"
            "<tr><td>Sequence ID</td><td>%2</td></tr>"
            "<tr><td>Study</td><td>%3</td></tr>"
-           "<tr><td>Subject</td><td>sample subject %4</td></tr>"
+           "<tr><td>Subject</td><td>%4</td></tr>"
            "<tr><td>Camera rotation</td><td>w %5, x %6, y %7, z %8</td></tr>"
            "<tr><td>Camera translation</td><td>%9, %10, %11 px</td></tr>"
            "</table><p><b>Organs</b></p><ul>%12</ul><p><b>Light sources</b></p><ul>%13</ul>")
             .arg(m_pSequence->getSequenceName().toHtmlEscaped(),
                  m_pSequence->getSequenceID().toHtmlEscaped(), strStudy.toHtmlEscaped(),
-                 QString(QChar('A' + m_nVariant)))
+                 m_strSubject.toHtmlEscaped())
             .arg(rotation.w(), 0, 'f', 3)
             .arg(rotation.x(), 0, 'f', 3)
             .arg(rotation.y(), 0, 'f', 3)

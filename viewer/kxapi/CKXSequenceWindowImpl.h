@@ -1,10 +1,11 @@
-// The viewer's sequence window: one sequence of the sample study in tabs. "3D View" holds the
-// OpenGL view of the sequence's own scene, "Image" a snapshot of that view with the photon
-// density range, "Info" a description of the scene's objects.
+// The viewer's sequence window: one sequence (a sample subject or an opened dataset) in tabs. "3D
+// View" holds the OpenGL view of the sequence's own scene, "Image" a snapshot of that view with the
+// photon density range, "Info" a description of the scene's objects.
 #ifndef CKXSEQUENCEWINDOWIMPL_H
 #define CKXSEQUENCEWINDOWIMPL_H
 
 #include "CKXSSequenceWindow.h"
+#include "CKXSceneFile.h"
 
 #include <memory>
 
@@ -20,9 +21,11 @@ class CKXSequenceWindowImpl : public CKXSSequenceWindow
 {
     Q_OBJECT
 public:
-    // Takes ownership of pSequence; pDataset (the study) is not owned. nVariant 0 or 1 picks the
-    // sample subject. The window registers itself as the window of pSequence.
-    CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKXSDataset* pDataset, int nVariant,
+    // Takes ownership of pSequence and pScene (a sample subject or an opened dataset); pDataset
+    // (the study) is not owned. strSubject names what the scene shows (the Info tab says it).
+    // The window registers itself as the window of pSequence.
+    CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKXSDataset* pDataset,
+                          CKXSampleScene* pScene, const QString& strSubject,
                           QWidget* pParent = nullptr);
     ~CKXSequenceWindowImpl() override;
 
@@ -40,7 +43,9 @@ public:
     CKXSampleScene* scene() const { return m_pScene; }
     CKXGLView* glView() const { return m_pView; }
     CKXSDataset* dataset() const { return m_pDataset; }
-    int variant() const { return m_nVariant; }
+    // What the user opened to make this window's dataset; empty for a sample subject.
+    const QList<SKXOpenRequest>& openRequests() const { return m_listOpenRequests; }
+    void setOpenRequests(const QList<SKXOpenRequest>& list) { m_listOpenRequests = list; }
     // Makes the tab of that title current (case-insensitive); false when there is none.
     bool setCurrentTab(const QString& strTabName);
     QStringList tabNames() const;
@@ -80,7 +85,7 @@ private:
 
     std::unique_ptr<CKXSSequenceDataset> m_pSequence;
     CKXSDataset* m_pDataset;
-    int m_nVariant;
+    QString m_strSubject;
     CKXSampleScene* m_pScene;
     CKXGLView* m_pView;
     std::unique_ptr<CKXSceneToolInfo> m_pToolInfo;
@@ -93,6 +98,7 @@ private:
     QMap<QString, bool> m_mapLoadedOrgans;
     bool m_bLoadedVolumeVisible = false;
     bool m_bClosing = false; // signalClosing was emitted
+    QList<SKXOpenRequest> m_listOpenRequests;
 };
 
 #endif // CKXSEQUENCEWINDOWIMPL_H
