@@ -436,6 +436,7 @@ TEST_F(PluginEngineTest, RecordRefusalsSayWhyAndWriteNothing)
     EXPECT_TRUE(CKXAutomation::movies().isEmpty());
     EXPECT_TRUE(QDir(dir.path()).isEmpty());
     expectIdle("m_pRecordButton", "   Record");
+}
 
 TEST_F(PluginEngineTest, ALanguageChangeRenamesInPlaceAndKeepsTheStopFace)
 {
