@@ -1,6 +1,7 @@
 # kx3danimation: every target installs what it needs first, then builds.
 #   make run    record the sample tour to out/tour.mp4 (headless)
 #   make test   build and run all tests, then the sanitizer build of the pure units
+#   make test-ctest  run the tests of the existing build again (no install, no build)
 #   make gui    open the viewer
 #   make bench  build and run the benchmarks
 #   make fuzz   fuzz the key frame file reader for FUZZ_SECONDS (clang, libFuzzer, one core)
@@ -16,9 +17,11 @@ FUZZ_MESHES_BUILD ?= build-fuzz-meshes
 FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
-XVFB        = xvfb-run -a -s "-screen 0 1920x1200x24"
+# An X server of its own per run: Xvfb picks a free display itself, so runs may start at once.
+XVFB        = $(CURDIR)/scripts/with-xvfb
 
-.PHONY: all deps build test test-asan test-sanitized bench soak gui run clean format fuzz fuzz-meshes
+.PHONY: all deps build test test-ctest test-asan test-sanitized bench soak gui run clean format fuzz \
+        fuzz-meshes
 
 all: build
 
@@ -30,8 +33,12 @@ build: deps
 	cmake --build $(BUILD) -j $(JOBS)
 
 test: build
-	cd $(BUILD) && $(XVFB) ctest --output-on-failure -j $(JOBS)
+	$(MAKE) --no-print-directory test-ctest
 	$(MAKE) --no-print-directory test-asan
+
+# The tests of the build as it is (no install, no build), under an X server of their own.
+test-ctest:
+	cd $(BUILD) && $(XVFB) ctest --output-on-failure -j $(JOBS)
 
 # The units that need no window, under AddressSanitizer and UndefinedBehaviorSanitizer.
 test-asan: deps

@@ -7,7 +7,7 @@
 //           against render+show (update() until the frame was composed into the window);
 //   Record  against render+grab+encode of the same frames (the same cameras, the same encoder
 //           and settings), and against the same loop showing each frame on screen as well.
-// Needs a display; without one it runs itself under xvfb-run.
+// Needs a display; without one it runs itself under an X server of its own (with-xvfb).
 #include "CKXGLView.h"
 #include "CKXMainWindow.h"
 #include "CKXPluginManager.h"

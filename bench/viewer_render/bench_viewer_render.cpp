@@ -6,7 +6,7 @@
 //   shown        update() until the frame was composed into the window and swapped.
 // Result lines: render+grab and shown against bare, and the default scene's bare rate against
 // the opaque subject's.
-// Needs a display; without one it runs itself under xvfb-run.
+// Needs a display; without one it runs itself under an X server of its own (with-xvfb).
 #include "CKXGLView.h"
 #include "CKXSampleScene.h"
 #include "CKXSceneData.h"

@@ -16,7 +16,7 @@
 //
 //   bench_viewer_soak [--cycles N] [--recordings N] [--plugin FILE]
 // (defaults 1000, 200 and the plug-in of this build; another build's plug-in compares a fix).
-// Needs a display; without one it runs itself under xvfb-run.
+// Needs a display; without one it runs itself under an X server of its own (with-xvfb).
 #include "3DMath.h"
 #include "CKXGLView.h"
 #include "CKXMainWindow.h"

@@ -5,6 +5,7 @@
 #include "CKXPluginTestFixture.h"
 #include "CKXSampleScene.h"
 
+#include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
@@ -20,10 +21,15 @@
 #include <QSignalSpy>
 #include <QSlider>
 #include <QSpinBox>
+#include <QStyle>
+#include <QStyleFactory>
+#include <QStyleOptionComboBox>
 #include <QTemporaryDir>
 #include <QToolButton>
 
 #include <gtest/gtest.h>
+
+#include <memory>
 
 namespace
 {
@@ -202,6 +208,57 @@ TEST_F(PluginTest, OneFixedSizeDialogThatDiesWithThePlugin)
 
     delete m_pPlugin;
     EXPECT_TRUE(pDlg.isNull());
+}
+
+TEST_F(PluginTest, EveryPresetReadsWholeInTheClosedComboAndInItsList)
+{
+    QWidget* pDlg = openDialog();
+    ASSERT_TRUE(pDlg);
+    ASSERT_EQ(pDlg->size(), QSize(270, 450));
+    QComboBox* pCombo = pDlg->findChild<QComboBox*>("m_pAnimationsCB");
+    ASSERT_EQ(pCombo->count(), 23);
+
+    // The closed combo draws the current entry into its edit field, less a pixel each side.
+    QStyleOptionComboBox option;
+    option.initFrom(pCombo);
+    option.frame = pCombo->hasFrame();
+    const QRect rcText =
+        pCombo->style()
+            ->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, pCombo)
+            .adjusted(1, 0, -1, 0);
+    for (int i = 0; i < pCombo->count(); ++i)
+    {
+        EXPECT_LE(pCombo->fontMetrics().horizontalAdvance(pCombo->itemText(i)), rcText.width())
+            << pCombo->itemText(i).toStdString();
+    }
+
+    // The open list: every row gets the width its delegate asks for, beside the scroll bar. Some
+    // styles widen the list to its entries by themselves, the classic one does not.
+    std::unique_ptr<QStyle> pClassic(QStyleFactory::create("Windows"));
+    ASSERT_TRUE(pClassic);
+    for (QStyle* pStyle : {pCombo->style(), pClassic.get()})
+    {
+        pCombo->setStyle(pStyle);
+        pCombo->view()->setStyle(pStyle);
+        pCombo->showPopup();
+        QApplication::processEvents();
+        QAbstractItemView* pList = pCombo->view();
+        ASSERT_TRUE(pList->isVisible());
+        const QFontMetrics listMetrics(pList->font());
+        for (int i = 0; i < pCombo->count(); ++i)
+        {
+            const QModelIndex index = pList->model()->index(i, 0);
+            EXPECT_LE(pList->sizeHintForIndex(index).width(), pList->viewport()->width())
+                << pStyle->objectName().toStdString() << ": " << pCombo->itemText(i).toStdString();
+            EXPECT_LT(listMetrics.horizontalAdvance(pCombo->itemText(i)),
+                      pList->viewport()->width())
+                << pStyle->objectName().toStdString() << ": " << pCombo->itemText(i).toStdString();
+        }
+        pCombo->hidePopup();
+        QApplication::processEvents();
+    }
+    pCombo->setStyle(nullptr);
+    pCombo->view()->setStyle(nullptr);
 }
 
 TEST_F(PluginTest, AddingNumbersKeyFramesAndSpreadsTheirStamps)

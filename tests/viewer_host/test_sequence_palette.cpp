@@ -9,8 +9,15 @@
 #include "CKXUtilityFns.h"
 
 #include <QCheckBox>
+#include <QLabel>
 #include <QListWidget>
 #include <QSlider>
+
+// Readable positions in test failures.
+inline void PrintTo(const QPoint& point, std::ostream* pStream)
+{
+    *pStream << '(' << point.x() << ", " << point.y() << ')';
+}
 
 TEST(ActiveChildWindow, IsNullWithoutAMainWindow)
 {
@@ -120,6 +127,50 @@ TEST_F(CViewerHostTest, PaletteShowsAKeyFrameUntilToldToShowTheSceneAgain)
     emit pWindow->signalUpdate3DToolsPalette(SSpKeyFrameAttributes(), true);
     EXPECT_FALSE(pPalette->isShowingKeyFrame());
     EXPECT_EQ(pOpacity->value(), nSceneOpacity);
+}
+
+TEST_F(CViewerHostTest, PaletteControlsKeepStillWhileAKeyFrameLineComesAndGoes)
+{
+    CKXSequenceWindowImpl* pWindow = m_pMain->activeSequenceWindow();
+    CKX3DToolsPalette* pPalette = m_pMain->toolsPalette();
+    // Where the pages and a control on them sit in the palette, once the layout has settled.
+    const auto positions = [&]()
+    {
+        settle();
+        return QList<QPoint>{
+            pPalette->findChild<QWidget*>("palettePages")->mapTo(pPalette, QPoint(0, 0)),
+            pPalette->findChild<QSlider*>("meshOpacity")->mapTo(pPalette, QPoint(0, 0))};
+    };
+    // The label that tells the key frame's time stamp, if any.
+    const auto keyFrameLabel = [&]() -> QLabel*
+    {
+        for (QLabel* pLabel : pPalette->findChildren<QLabel*>())
+        {
+            if (pLabel->isVisible() && pLabel->text().contains("key frame at"))
+            {
+                return pLabel;
+            }
+        }
+        return nullptr;
+    };
+    const QList<QPoint> sceneShown = positions();
+    EXPECT_EQ(keyFrameLabel(), nullptr);
+
+    SSpKeyFrameAttributes keyFrame;
+    keyFrame.controls = pWindow->getToolInfo()->get3DControls();
+    keyFrame.timeStamp = 37.5;
+    emit pWindow->signalUpdate3DToolsPalette(keyFrame, false);
+    EXPECT_EQ(positions(), sceneShown);
+    // The line is shown whole above the pages.
+    const QLabel* pLine = keyFrameLabel();
+    ASSERT_TRUE(pLine);
+    EXPECT_TRUE(pLine->text().endsWith("key frame at 37.5"));
+    EXPECT_GE(pLine->height(), pLine->sizeHint().height());
+    EXPECT_LT(pLine->mapTo(pPalette, QPoint(0, pLine->height() - 1)).y(), sceneShown.first().y());
+
+    emit pWindow->signalUpdate3DToolsPalette(SSpKeyFrameAttributes(), true);
+    EXPECT_EQ(positions(), sceneShown);
+    EXPECT_EQ(keyFrameLabel(), nullptr);
 }
 
 TEST_F(CViewerHostTest, ARecordingKeepsTheWindowsOpen)

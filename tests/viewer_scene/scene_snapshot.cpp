@@ -2,7 +2,7 @@
 //   scene_snapshot OUT.png [--size WxH] [--variant N] [--rotate DEG,AX,AY,AZ]
 //                  [--translate X,Y,Z] [--set KEY=VALUE ...]
 // Keys for --set: meshOpacity, meshDraw, meshShade, pdVisible, pdLog, pdReverse, organs,
-// organOpacity, glvolume, mip, threshold, voxelType. Runs under xvfb-run.
+// organOpacity, glvolume, mip, threshold, voxelType. Runs under scripts/with-xvfb.
 #include "C3DVolume.h"
 #include "CKXGLView.h"
 #include "CKXSampleScene.h"

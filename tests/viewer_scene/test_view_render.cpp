@@ -78,7 +78,7 @@ protected:
     void SetUp() override
     {
         if (!qApp)
-            GTEST_SKIP() << "needs a display (run under xvfb-run)";
+            GTEST_SKIP() << "needs a display (run under scripts/with-xvfb)";
         view = std::make_unique<CKXGLView>(&scene);
         view->resize(kWidth, kHeight);
         view->show();

@@ -8,6 +8,7 @@
 #include "KXAutomation.h"
 #include "KXLog.h"
 #include "KXSampleExport.h"
+#include "KXVirtualDisplay.h"
 
 #include <QApplication>
 #include <QDir>
@@ -21,8 +22,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
-#include <vector>
 
 namespace
 {
@@ -45,29 +44,15 @@ int runUnderXvfb(int argc, char** argv)
 {
     if (!qEnvironmentVariableIsEmpty(kXvfbMarker))
     {
-        std::fprintf(stderr, "kx3dviewer: no display, even under xvfb-run.\n");
-        return 1;
-    }
-    char szExe[4096] = {};
-    const ssize_t nLength = readlink("/proc/self/exe", szExe, sizeof(szExe) - 1);
-    if (nLength <= 0)
-    {
-        std::fprintf(stderr, "kx3dviewer: no display, and the program's path is unknown.\n");
+        std::fprintf(stderr, "kx3dviewer: no display, even under with-xvfb.\n");
         return 1;
     }
     setenv(kXvfbMarker, "1", 1);
-    std::vector<char*> vArgs = {const_cast<char*>("xvfb-run"), const_cast<char*>("-a"),
-                                const_cast<char*>("-s"),
-                                const_cast<char*>("-screen 0 1920x1200x24"), szExe};
-    for (int i = 1; i < argc; ++i)
-    {
-        vArgs.push_back(argv[i]);
-    }
-    vArgs.push_back(nullptr);
-    execvp("xvfb-run", vArgs.data());
+    kxExecUnderVirtualDisplay(argc, argv);
     std::fprintf(stderr,
-                 "kx3dviewer: no display (DISPLAY is not set) and xvfb-run could not be started: "
-                 "%s. Install the xvfb package or run under a display.\n",
+                 "kx3dviewer: no display (DISPLAY is not set) and with-xvfb could not be started: "
+                 "%s. It belongs beside kx3dviewer (the build copies it there) and needs the xvfb "
+                 "package; or run under a display.\n",
                  std::strerror(errno));
     return 1;
 }

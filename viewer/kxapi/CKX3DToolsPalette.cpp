@@ -13,6 +13,7 @@
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
+#include <QFontMetrics>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -57,8 +58,8 @@ QCheckBox* checkBox(const QString& strText, const QString& strName, QWidget* pPa
 } // namespace
 
 CKX3DToolsPalette::CKX3DToolsPalette(QWidget* pParent)
-    : QWidget(pParent), m_pTitle(new QLabel(this)), m_pPages(new QTabWidget(this)),
-      m_pSourcePanel(new CKXSourceControlsPanel(this)),
+    : QWidget(pParent), m_pTitle(new QLabel(this)), m_pKeyFrameLine(new QLabel(this)),
+      m_pPages(new QTabWidget(this)), m_pSourcePanel(new CKXSourceControlsPanel(this)),
       m_pMultimodalityVolume(checkBox(tr("Multimodality volume"), "multimodalityVolume", this))
 {
     setObjectName(QStringLiteral("ToolsPalette"));
@@ -67,6 +68,12 @@ CKX3DToolsPalette::CKX3DToolsPalette(QWidget* pParent)
     QFont titleFont = m_pTitle->font();
     titleFont.setBold(true);
     m_pTitle->setFont(titleFont);
+    // The key frame line comes and goes during playback: its line stays reserved, so that the
+    // controls below keep still.
+    m_pKeyFrameLine->setObjectName(QStringLiteral("paletteKeyFrame"));
+    m_pKeyFrameLine->setFont(titleFont);
+    const QFontMetrics keyFrameMetrics(titleFont);
+    m_pKeyFrameLine->setFixedHeight(qMax(keyFrameMetrics.height(), keyFrameMetrics.lineSpacing()));
 
     QGroupBox* pVolumeGroup = new QGroupBox(tr("Multimodality"), this);
     QVBoxLayout* pVolumeLayout = new QVBoxLayout(pVolumeGroup);
@@ -81,6 +88,7 @@ CKX3DToolsPalette::CKX3DToolsPalette(QWidget* pParent)
     QVBoxLayout* pLayout = new QVBoxLayout(this);
     pLayout->setContentsMargins(6, 6, 6, 6);
     pLayout->addWidget(m_pTitle);
+    pLayout->addWidget(m_pKeyFrameLine);
     pLayout->addWidget(m_pPages, 1);
 
     m_pSourcePanel->setEditFunction(
@@ -281,14 +289,15 @@ void CKX3DToolsPalette::refresh()
     if (!bHasWindow)
     {
         m_pTitle->setText(tr("No sequence open"));
+        m_pKeyFrameLine->clear();
         m_pOrganList->clear();
         m_bUpdating = false;
         return;
     }
-    m_pTitle->setText(m_bShowingKeyFrame ? tr("%1\nkey frame at %2")
-                                               .arg(m_pWindow->windowTitle())
-                                               .arg(m_sKeyFrame.timeStamp, 0, 'f', 1)
-                                         : m_pWindow->windowTitle());
+    m_pTitle->setText(m_pWindow->windowTitle());
+    m_pKeyFrameLine->setText(m_bShowingKeyFrame
+                                 ? tr("key frame at %1").arg(m_sKeyFrame.timeStamp, 0, 'f', 1)
+                                 : QString());
     const tag_s3Dcontrols c = displayedControls();
 
     m_pMeshVisible->setChecked(c.meshVisible);

@@ -89,6 +89,7 @@ private:
     bool m_bRefreshQueued = false;
 
     QLabel* m_pTitle;
+    QLabel* m_pKeyFrameLine; // "key frame at N" while a key frame is shown, else empty
     QTabWidget* m_pPages;
     QCheckBox* m_pMeshVisible = nullptr;
     QSlider* m_pMeshOpacity = nullptr;
