@@ -1,5 +1,6 @@
 // Presets, playback and movie recording of the 3D Animation plug-in, loaded through
 // QPluginLoader into the real viewer and driven through the dialog's widgets and slots.
+#include "C3DMesh.h"
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 #include "CKXProgressDisplay.h"
@@ -15,6 +16,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QImage>
 #include <QListWidget>
 #include <QMenu>
 #include <QProcess>
@@ -529,4 +531,62 @@ TEST_F(PluginEngineTest, ClosingOrSwitchingSequencesWhileRunning)
     // Closing while idle hides the dialog and keeps it.
     EXPECT_FALSE(m_pDlg->close());
     EXPECT_FALSE(m_pDlg->isVisible());
+}
+
+// Each recorded frame is drawn once (by the grab; the repaint after it reuses the picture) and
+// is what a fresh draw of the same state gives: no change between frames is missed. At each
+// progress step the view still holds the state of the frame recorded last.
+TEST_F(PluginEngineTest, EachRecordedFrameIsDrawnOnceAndIsAFreshDrawOfItsState)
+{
+    QTemporaryDir dir;
+    C3DMesh* pMesh = m_pView->scene()->surfaceMesh();
+    pMesh->setOpacity(0.9f);
+    button("m_pAddKeyframeButton")->click();
+    pMesh->setOpacity(0.3f); // each frame changes the scene and the camera
+    m_pView->setCurrentQuaternion(unitquaternion(1.5, Vec3f(0, 1, 0)));
+    button("m_pAddKeyframeButton")->click();
+    ASSERT_EQ(m_pList->count(), 2);
+
+    QString strLastStep;
+    int nChecked = 0;
+    int nStale = 0;
+    int nFirstRenders = -1;
+    int nRenders = -1;
+    whileRunning(
+        [&]
+        {
+            const QString strStep = progressText();
+            if (!m_pView->isKFRecording() || strStep == strLastStep ||
+                !strStep.startsWith("Playing and Recording [") ||
+                strStep.startsWith("Playing and Recording [1 of"))
+            {
+                return !m_pView->isKFRecording() && nChecked > 0;
+            }
+            strLastStep = strStep;
+            nRenders = m_pView->renderCount();
+            if (nFirstRenders < 0)
+                nFirstRenders = nRenders;
+            const QImage recorded =
+                m_pView->grabFramebuffer().convertToFormat(QImage::Format_RGB32);
+            EXPECT_EQ(m_pView->renderCount(), nRenders) << "nothing changed since the grab";
+            const QImage fresh = m_pView->renderFreshFrame();
+            EXPECT_EQ(recorded.size(), fresh.size());
+            for (int y = 0; y < recorded.height() && y < fresh.height(); ++y)
+                for (int x = 0; x < recorded.width() && x < fresh.width(); ++x)
+                    if (((recorded.pixel(x, y) ^ fresh.pixel(x, y)) & 0xffffff) != 0)
+                    {
+                        ++nStale;
+                        y = recorded.height();
+                        break;
+                    }
+            ++nChecked;
+            return false;
+        });
+    CKXAutomation::enqueueFileName(dir.filePath("once.mp4"));
+    button("m_pRecordButton")->click();
+    expectIdle("m_pRecordButton", "   Record");
+    EXPECT_EQ(progressText(), "Playing and Recording [10 of 10] frames.");
+    EXPECT_EQ(nChecked, 9); // frames 1 to 9, each checked before the next is applied
+    EXPECT_EQ(nStale, 0) << "recorded frames that differ from a fresh draw";
+    EXPECT_EQ(nRenders - nFirstRenders, 8) << "draws for frames 2 to 9";
 }

@@ -377,6 +377,13 @@ void CKX3DToolsPalette::refreshOrganList(const QMap<QString, bool>& mapOrgans)
 
 void CKX3DToolsPalette::refreshColorBar(const S3DToolsPDMapData& pdMap)
 {
+    const QVector<int> shown{pdMap.colorBarIndex, pdMap.sliderMin, pdMap.sliderMax,
+                             pdMap.reverse() ? 1 : 0};
+    if (shown == m_colorBarShown)
+    {
+        return;
+    }
+    m_colorBarShown = shown;
     // The part of the table in use, low..high, as the mesh shows it from lowest to highest.
     constexpr int kWidth = 256;
     QImage bar(kWidth, 1, QImage::Format_RGB32);

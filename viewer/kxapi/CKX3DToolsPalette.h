@@ -10,6 +10,7 @@
 #include "KeyFrameRecords.h"
 
 #include <QPointer>
+#include <QVector>
 #include <QWidget>
 
 #include <functional>
@@ -103,6 +104,9 @@ private:
     QCheckBox* m_pPDReversed = nullptr;
     QCheckBox* m_pPDLog = nullptr;
     QLabel* m_pPDColorBar = nullptr;
+    // What the colour bar shows (table, low and high percent, reversed): played frames refresh
+    // the palette each time, and the bar is drawn again only when one of them changed.
+    QVector<int> m_colorBarShown;
     QCheckBox* m_pOrgansVisible = nullptr;
     QSlider* m_pOrganOpacity = nullptr;
     QComboBox* m_pOrganRender = nullptr;

@@ -6,6 +6,8 @@
 
 #include <QMouseEvent>
 #include <QOpenGLContext>
+#include <QOpenGLFramebufferObject>
+#include <QOpenGLFunctions>
 #include <QSurfaceFormat>
 #include <QTimerEvent>
 #include <QWheelEvent>
@@ -55,7 +57,17 @@ CKXGLView::CKXGLView(CKXSampleScene* pScene, QWidget* pParent) : C3DView(pParent
     setFormat(fmt);
     setMinimumSize(160, 120);
     setFocusPolicy(Qt::StrongFocus);
-    connect(m_pScene, &CKXSampleScene::changed, this, QOverload<>::of(&QWidget::update));
+    // Keep the framebuffer's content after it was composed: a paint with nothing changed
+    // reuses it, and so does a grab.
+    setUpdateBehavior(QOpenGLWidget::PartialUpdate);
+    connect(m_pScene, &CKXSampleScene::changed, this,
+            [this]
+            {
+                invalidateFrame();
+                update();
+            });
+    // A new framebuffer (resize, pixel ratio) holds nothing worth reusing.
+    connect(this, &QOpenGLWidget::resized, this, [this] { invalidateFrame(); });
 }
 
 CKXGLView::~CKXGLView()
@@ -182,6 +194,7 @@ double CKXGLView::focalDistance() const
 
 void CKXGLView::initializeGL()
 {
+    invalidateFrame();
     // A new context (first show, or the widget moved to another window): fresh GL resources.
     delete m_pRenderer;
     m_pRenderer = new CKXGLRenderer(m_pScene->data());
@@ -195,13 +208,12 @@ void CKXGLView::resizeGL(int nWidth, int nHeight)
 {
     Q_UNUSED(nWidth);
     Q_UNUSED(nHeight);
+    invalidateFrame();
     m_trackball.setViewport(width(), height());
 }
 
-void CKXGLView::paintGL()
+CKXCamera CKXGLView::camera() const
 {
-    if (!m_pRenderer)
-        return;
     const double w = std::max(1, width());
     const double h = std::max(1, height());
     const double focal = focalDistance();
@@ -220,7 +232,63 @@ void CKXGLView::paintGL()
     const qreal dpr = devicePixelRatioF();
     cam.pixelWidth = int(std::lround(w * dpr));
     cam.pixelHeight = int(std::lround(h * dpr));
+    return cam;
+}
+
+void CKXGLView::setFrameReuse(bool bOn)
+{
+    m_bFrameReuse = bOn;
+    invalidateFrame();
+}
+
+void CKXGLView::paintGL()
+{
+    if (!m_pRenderer)
+        return;
+    const CKXCamera cam = camera();
+    const QSize pixels(cam.pixelWidth, cam.pixelHeight);
+    // Exact comparisons: any change of the camera draws (a NaN never compares equal, so a
+    // camera that is not a number draws every time, as before).
+    if (m_bFrameReuse && m_nDrawnGeneration == m_nGeneration && m_drawnView == cam.view &&
+        m_drawnProjection == cam.projection && m_fDrawnUnitsPerMm == cam.unitsPerMm &&
+        m_drawnPixels == pixels)
+        return;
     m_pRenderer->render(cam);
+    ++m_nRenderCount;
+    m_nDrawnGeneration = m_nGeneration;
+    m_drawnView = cam.view;
+    m_drawnProjection = cam.projection;
+    m_fDrawnUnitsPerMm = cam.unitsPerMm;
+    m_drawnPixels = pixels;
+}
+
+QImage CKXGLView::renderFreshFrame()
+{
+    if (!m_pRenderer || !context())
+        return QImage();
+    makeCurrent();
+    const CKXCamera cam = camera();
+    QOpenGLFramebufferObjectFormat format;
+    format.setAttachment(QOpenGLFramebufferObject::CombinedDepthStencil);
+    QImage image;
+    {
+        QOpenGLFramebufferObject fbo(cam.pixelWidth, cam.pixelHeight, format);
+        if (fbo.isValid() && fbo.bind())
+        {
+            m_pRenderer->render(cam);
+            // The bytes as drawn, as a grab of the view reads them: no alpha conversion.
+            image = fbo.toImage();
+            image.reinterpretAsFormat(QImage::Format_RGB32);
+            for (int y = 0; y < image.height(); ++y)
+            {
+                QRgb* pLine = reinterpret_cast<QRgb*>(image.scanLine(y));
+                for (int x = 0; x < image.width(); ++x)
+                    pLine[x] |= 0xff000000u;
+            }
+        }
+    }
+    context()->functions()->glBindFramebuffer(GL_FRAMEBUFFER, defaultFramebufferObject());
+    return image;
 }
 
 void CKXGLView::mousePressEvent(QMouseEvent* pEvent)

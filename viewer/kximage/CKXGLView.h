@@ -1,13 +1,22 @@
 // The viewer's 3D view: renders a CKXSampleScene with OpenGL 3.3 core shaders and moves its
 // camera with a trackball (left drag rotates, wheel moves along z, right drag pans).
+//
+// A paint draws only when something it shows changed since the last draw (the scene, the
+// camera, the size or pixel ratio, a new framebuffer or context); otherwise it leaves the
+// framebuffer as the last draw left it. A recorded frame is thus drawn once: by the grab, not
+// again by the repaint that follows it.
 #ifndef CKXGLVIEW_H
 #define CKXGLVIEW_H
 
 #include "C3DTrackball.h"
 #include "C3DView.h"
 
+#include <QImage>
+#include <QMatrix4x4>
+
 class CKXSampleScene;
 class CKXGLRenderer; // GL resources, private to kximage
+struct CKXCamera;
 
 class CKXGLView : public C3DView
 {
@@ -49,6 +58,17 @@ public:
     // The rotation stored by saveRotationState().
     unitquaternion savedRotation() const { return m_savedRotation; }
 
+    // Paints that drew the scene since construction; a paint that reused the framebuffer does
+    // not count.
+    int renderCount() const { return m_nRenderCount; }
+    // Whether a paint may reuse the framebuffer when nothing changed (on by default; off makes
+    // every paint draw, for comparisons).
+    void setFrameReuse(bool bOn);
+    // The current state drawn into a fresh framebuffer object, whatever the view's framebuffer
+    // holds: what a paint must show now. The view's size in device pixels, Format_RGB32; null
+    // before the view has a GL context. Not counted by renderCount().
+    QImage renderFreshFrame();
+
 signals:
     // The user moved the camera (drag, wheel, pan). Not a change of the scene's content.
     void cameraChanged();
@@ -63,6 +83,9 @@ protected:
     void timerEvent(QTimerEvent* pEvent) override;
 
 private:
+    // Something the camera does not describe changed: the next paint draws.
+    void invalidateFrame() { ++m_nGeneration; }
+
     CKXSampleScene* m_pScene;
     CKXGLRenderer* m_pRenderer = nullptr;
     unitquaternion m_rotation;
@@ -74,8 +97,19 @@ private:
     QPoint m_lastMouse;
     C3DTrackball m_trackball;
     bool m_bAnimationEnabled = false;
+    // Frame reuse: the generation counts changes of the scene, framebuffer and context; the
+    // last draw's generation and camera decide whether a paint must draw.
+    bool m_bFrameReuse = true;
+    quint64 m_nGeneration = 1;
+    quint64 m_nDrawnGeneration = 0;
+    QMatrix4x4 m_drawnView;
+    QMatrix4x4 m_drawnProjection;
+    float m_fDrawnUnitsPerMm = 0.0f;
+    QSize m_drawnPixels;
+    int m_nRenderCount = 0;
 
     void releaseRenderer();
+    CKXCamera camera() const;
 };
 
 #endif // CKXGLVIEW_H

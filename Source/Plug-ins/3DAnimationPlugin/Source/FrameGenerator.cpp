@@ -3,10 +3,19 @@
 #include "NumericConversion.h"
 
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace
 {
+
+// CFrameGenerator::lerp, visible to the compiler at every call in the per-frame loop.
+inline float lerpFloat(float fA, float fB, float fT)
+{
+    return fA + fT * (fB - fA);
+}
 
 // Percent values travel as single-precision fractions, the way the host's float LERP sees
 // them, and come back truncated: a few percents (53, 59) come back one lower even at a key
@@ -23,20 +32,63 @@ int percentOf(float fFraction)
 
 int lerpPercent(int nA, int nB, float fT)
 {
-    return percentOf(CFrameGenerator::lerp(fractionOf(nA), fractionOf(nB), fT));
+    return percentOf(lerpFloat(fractionOf(nA), fractionOf(nB), fT));
 }
 
-void interpolateSource(tag_s3DSourceControls& frame, const tag_s3DSourceControls& a,
-                       const tag_s3DSourceControls& b, float fT)
+// The fields frame generation writes into a source's controls; the rest come from key frame A.
+struct SSourceValues
 {
-    frame.surfaceOpacity = lerpPercent(a.surfaceOpacity, b.surfaceOpacity, fT);
-    frame.volumeOpacity = lerpPercent(a.volumeOpacity, b.volumeOpacity, fT);
-    frame.intensitySlider = lerpPercent(a.intensitySlider, b.intensitySlider, fT);
-    frame.intensityValue = frame.intensityMin + frame.intensitySlider *
-                                                    (frame.intensityMax - frame.intensityMin) /
-                                                    100.0;
-    frame.colorMin = CFrameGenerator::lerp(a.colorMin, b.colorMin, fT);
-    frame.colorMax = CFrameGenerator::lerp(a.colorMax, b.colorMax, fT);
+    int m_nSurfaceOpacity = 0;
+    int m_nVolumeOpacity = 0;
+    int m_nIntensitySlider = 0;
+    double m_dIntensityValue = 0.0;
+    float m_fColorMin = 0.0f;
+    float m_fColorMax = 0.0f;
+};
+
+SSourceValues storedValues(const tag_s3DSourceControls& s)
+{
+    return {s.surfaceOpacity, s.volumeOpacity, s.intensitySlider,
+            s.intensityValue, s.colorMin,      s.colorMax};
+}
+
+SSourceValues interpolatedValues(const tag_s3DSourceControls& a, const tag_s3DSourceControls& b,
+                                 float fT)
+{
+    SSourceValues v;
+    v.m_nSurfaceOpacity = lerpPercent(a.surfaceOpacity, b.surfaceOpacity, fT);
+    v.m_nVolumeOpacity = lerpPercent(a.volumeOpacity, b.volumeOpacity, fT);
+    v.m_nIntensitySlider = lerpPercent(a.intensitySlider, b.intensitySlider, fT);
+    v.m_dIntensityValue =
+        a.intensityMin + v.m_nIntensitySlider * (a.intensityMax - a.intensityMin) / 100.0;
+    v.m_fColorMin = lerpFloat(a.colorMin, b.colorMin, fT);
+    v.m_fColorMax = lerpFloat(a.colorMax, b.colorMax, fT);
+    return v;
+}
+
+void store(const SSourceValues& v, tag_s3DSourceControls& s)
+{
+    s.surfaceOpacity = v.m_nSurfaceOpacity;
+    s.volumeOpacity = v.m_nVolumeOpacity;
+    s.intensitySlider = v.m_nIntensitySlider;
+    s.intensityValue = v.m_dIntensityValue;
+    s.colorMin = v.m_fColorMin;
+    s.colorMax = v.m_fColorMax;
+}
+
+// Bit equality: a map is shared only when no bit of a frame would differ (0 against -0 and
+// NaN payloads included).
+template <class T> bool sameBits(T a, T b)
+{
+    return std::memcmp(&a, &b, sizeof(T)) == 0;
+}
+
+bool sameValues(const SSourceValues& a, const SSourceValues& b)
+{
+    return a.m_nSurfaceOpacity == b.m_nSurfaceOpacity && a.m_nVolumeOpacity == b.m_nVolumeOpacity &&
+           a.m_nIntensitySlider == b.m_nIntensitySlider &&
+           sameBits(a.m_dIntensityValue, b.m_dIntensityValue) &&
+           sameBits(a.m_fColorMin, b.m_fColorMin) && sameBits(a.m_fColorMax, b.m_fColorMax);
 }
 
 // Whether slerp can take the pair: it narrows their dot product to float, which is undefined
@@ -61,7 +113,7 @@ unitquaternion noRotation()
 
 float CFrameGenerator::lerp(float fA, float fB, float fT)
 {
-    return fA + fT * (fB - fA);
+    return lerpFloat(fA, fB, fT);
 }
 
 QString CFrameGenerator::generatingMessage()
@@ -187,42 +239,73 @@ void CFrameGenerator::appendSegment(const SFrameGenerationInput& input,
     const float fPdB = pdFraction(b);
     const bool bSlerp = canSlerp(a.rotation, b.rotation);
 
+    // Sources only B has are left out: a frame never shows a source A does not know. Per source
+    // in A's order: A's settings and B's (defaults where B lacks the source).
+    const QMap<QString, tag_s3DSourceControls>& sourcesA = a.controls.sourceControls;
+    const QMap<QString, tag_s3DSourceControls>& sourcesB = b.controls.sourceControls;
+    const tag_s3DSourceControls noSource;
+    std::vector<std::pair<const tag_s3DSourceControls*, const tag_s3DSourceControls*>> pairs;
+    pairs.reserve(static_cast<size_t>(sourcesA.size()));
+    std::vector<SSourceValues> shared; // the values in `sharedSources`
+    for (auto it = sourcesA.constBegin(); it != sourcesA.constEnd(); ++it)
+    {
+        const auto itB = sourcesB.constFind(it.key());
+        pairs.emplace_back(&it.value(), itB != sourcesB.constEnd() ? &itB.value() : &noSource);
+        shared.push_back(storedValues(it.value()));
+    }
+    std::vector<SSourceValues> values(pairs.size());
+    // The fields every frame of the segment takes from A; the record is copied per frame. Its
+    // source map is shared (Qt's implicit sharing) by every frame whose interpolated source
+    // settings equal those of the frame before: a spin leaves the sources alone, and then all
+    // frames of the segment share A's map instead of copying it.
+    SSpKeyFrameAttributes segmentBase;
+    segmentBase.controls = a.controls;
+    QMap<QString, tag_s3DSourceControls>& sharedSources = segmentBase.controls.sourceControls;
+    segmentBase.addnAttributes.multimodalityVolumeVisible =
+        a.addnAttributes.multimodalityVolumeVisible;
+    segmentBase.addnAttributes.addnFlag = a.addnAttributes.addnFlag;
+
     float fT = bFirstSegment ? 0.0f : fDt;
     for (qint64 n = 0; n < nFrames; ++n, fT += fDt)
     {
-        tag_s3Dcontrols controls = a.controls;
-        controls.meshOpacity = percentOf(lerp(fMeshA, fMeshB, fT));
-        controls.organOpacity = percentOf(lerp(fOrganA, fOrganB, fT));
+        bool bSame = true;
+        for (size_t i = 0; i < pairs.size(); ++i)
+        {
+            values[i] = interpolatedValues(*pairs[i].first, *pairs[i].second, fT);
+            bSame = bSame && sameValues(values[i], shared[i]);
+        }
+        if (!bSame)
+        {
+            QMap<QString, tag_s3DSourceControls> sources = sourcesA;
+            size_t i = 0;
+            for (auto it = sources.begin(); it != sources.end(); ++it, ++i) // detaches once
+                store(values[i], it.value());
+            sharedSources = sources;
+            shared.swap(values);
+        }
+
+        frames.append(segmentBase);
+        SSpKeyFrameAttributes& frame = frames.last();
+        tag_s3Dcontrols& controls = frame.controls;
+        controls.meshOpacity = percentOf(lerpFloat(fMeshA, fMeshB, fT));
+        controls.organOpacity = percentOf(lerpFloat(fOrganA, fOrganB, fT));
         S3DToolsPDMapData& pd = controls.pdMap;
         pd.sliderMin =
-            KXNumeric::truncateToInt(lerp(static_cast<float>(a.controls.pdMap.sliderMin),
-                                          static_cast<float>(b.controls.pdMap.sliderMin), fT));
+            KXNumeric::truncateToInt(lerpFloat(static_cast<float>(a.controls.pdMap.sliderMin),
+                                               static_cast<float>(b.controls.pdMap.sliderMin), fT));
         pd.sliderMax =
-            KXNumeric::truncateToInt(lerp(static_cast<float>(a.controls.pdMap.sliderMax),
-                                          static_cast<float>(b.controls.pdMap.sliderMax), fT));
-        pd.sliderExtra = percentOf(lerp(fPdA, fPdB, fT));
-        // Unlike the volume intensity below, the minimum is subtracted from the percent before
+            KXNumeric::truncateToInt(lerpFloat(static_cast<float>(a.controls.pdMap.sliderMax),
+                                               static_cast<float>(b.controls.pdMap.sliderMax), fT));
+        pd.sliderExtra = percentOf(lerpFloat(fPdA, fPdB, fT));
+        // Unlike the volume intensity, the minimum is subtracted from the percent before
         // scaling. Kept for compatibility with existing hosts.
         pd.spinBoxValue = pd.spinBoxMin + (static_cast<float>(pd.sliderExtra) - pd.spinBoxMin) *
                                               (pd.spinBoxMax - pd.spinBoxMin) / 100.0f;
 
-        // Sources only B has are left out: a frame never shows a source A does not know.
-        const QMap<QString, tag_s3DSourceControls>& sourcesB = b.controls.sourceControls;
-        for (auto it = controls.sourceControls.begin(); it != controls.sourceControls.end(); ++it)
-        {
-            const tag_s3DSourceControls sourceA = it.value();
-            interpolateSource(it.value(), sourceA, sourcesB.value(it.key()), fT);
-        }
-
-        SAddnFrameAttributes addn;
-        addn.multimodalityVolumeVisible = a.addnAttributes.multimodalityVolumeVisible;
-        addn.addnFlag = a.addnAttributes.addnFlag;
-
         unitquaternion scratch; // slerp also writes into the object it is called on
-        SSpKeyFrameAttributes frame(
-            bSlerp ? scratch.slerp(a.rotation, b.rotation, fT, true) : noRotation(),
-            Vec3f::LERP(a.translation, b.translation, fT),
-            static_cast<double>(fT) * (b.timeStamp - a.timeStamp) + a.timeStamp, &controls, &addn);
+        frame.rotation = bSlerp ? scratch.slerp(a.rotation, b.rotation, fT, true) : noRotation();
+        frame.translation = Vec3f::LERP(a.translation, b.translation, fT);
+        frame.timeStamp = static_cast<double>(fT) * (b.timeStamp - a.timeStamp) + a.timeStamp;
         // Organs change only at key frames: in-between frames carry no organ map, so applying
         // them leaves the organ visibility as it is.
         if (fT == 0.0f)
@@ -235,6 +318,5 @@ void CFrameGenerator::appendSegment(const SFrameGenerationInput& input,
             frame.isCaptured = true;
             frame.organsVisibility = b.organsVisibility;
         }
-        frames.append(frame);
     }
 }
