@@ -176,6 +176,7 @@ int main(int argc, char** argv)
             std::fprintf(stderr, "kx3dviewer: error: %s\n", qPrintable(strError));
             return 1;
         }
+        window.tileSequenceWindows();
     }
 
     CKXPluginManager plugins(&window);
