@@ -9,6 +9,8 @@
 #include "CKXUtilityFns.h"
 #include "FrameGenerator.h"
 #include "KXLog.h"
+#include "KXSceneDescription.h"
+#include "PLConstants.h"
 
 #include <QAbstractButton>
 #include <QAction>
@@ -36,6 +38,43 @@ namespace
 {
 
 const QSize VIEW_SIZE(321, 241); // odd on purpose: the movie must become 322 x 242
+
+// A small closed surface around c.
+std::shared_ptr<const CKXGeometry> tetrahedron(const QVector3D& c, float r)
+{
+    auto g = std::make_shared<CKXGeometry>();
+    g->addVertex(c + QVector3D(r, r, r));
+    g->addVertex(c + QVector3D(r, -r, -r));
+    g->addVertex(c + QVector3D(-r, r, -r));
+    g->addVertex(c + QVector3D(-r, -r, r));
+    g->addTriangle(0, 1, 2);
+    g->addTriangle(0, 3, 1);
+    g->addTriangle(0, 2, 3);
+    g->addTriangle(1, 3, 2);
+    g->orientOutward();
+    g->finish();
+    return g;
+}
+
+// A subject with two organs and one surface source of each given name.
+SKXSceneDescription sceneWithSurfaceSources(const QStringList& sourceNames)
+{
+    SKXSceneDescription d;
+    d.subject = std::make_shared<SKXSurfaceData>(
+        SKXSurfaceData{"", QColor(), tetrahedron(QVector3D(), 30.0f), {}, {}});
+    d.organs.push_back({"Heart", QColor(), tetrahedron(QVector3D(3, 2, 1), 4.0f), {}, {}});
+    d.organs.push_back({"Liver", QColor(), tetrahedron(QVector3D(-4, -2, 0), 5.0f), {}, {}});
+    float fX = -8.0f;
+    for (const QString& strName : sourceNames)
+    {
+        SKXSourceData source;
+        source.name = strName;
+        source.surfaces.push_back(
+            {"", QColor(), tetrahedron(QVector3D(fX += 4.0f, 0, 0), 1.5f), {}, {}});
+        d.sources.push_back(source);
+    }
+    return d;
+}
 
 class PluginEngineTest : public CKXPluginTestFixture
 {
@@ -82,6 +121,49 @@ protected:
                              }
                          });
         pTimer->start(0);
+    }
+
+    CKXSequenceWindowImpl* openScene(const QStringList& sourceNames, const QString& strName)
+    {
+        CKXSequenceWindowImpl* pWindow = m_pMain->openSequence(
+            new CKXSampleScene(sceneWithSurfaceSources(sourceNames)), strName, "hand-made");
+        QApplication::processEvents();
+        return pWindow;
+    }
+
+    // X shows source A, Y shows A and B. Adds nAdds key frames in X with the time scale at 30,
+    // then leaves the dialog on X's list while Y is the active window: the next Add captures
+    // Y's view into X's list and binds the dialog to Y.
+    void openTwoScenesAndAddInX(CKXSequenceWindowImpl*& pX, CKXSequenceWindowImpl*& pY, int nAdds)
+    {
+        pX = openScene({"SourceSurface_A"}, "X");
+        pY = openScene({"SourceSurface_A", "SourceSurface_B"}, "Y");
+        m_pMain->activateSequenceWindow(pX);
+        ASSERT_EQ(m_pList->count(), 0);
+        m_pDlg->findChild<QSpinBox*>("m_pTimeScaleSpinBox")->setValue(30);
+        setSource(pX, "SourceSurface_A", true, 30);
+        for (int i = 0; i < nAdds; ++i)
+        {
+            click("m_pAddKeyframeButton");
+        }
+        m_pMain->activateSequenceWindow(pY);
+        m_pPlugin->onSignalSequenceChanged(pX->getSequenceDataset());
+        ASSERT_EQ(m_pList->count(), nAdds);
+    }
+
+    static void setSource(CKXSequenceWindowImpl* pWindow, const QString& strSource, bool bVisible,
+                          int nOpacity)
+    {
+        tag_s3Dcontrols controls = pWindow->scene()->currentControls();
+        ASSERT_TRUE(controls.sourceControls.contains(strSource));
+        controls.sourceControls[strSource].surfaceVisible = bVisible;
+        controls.sourceControls[strSource].surfaceOpacity = nOpacity;
+        pWindow->scene()->applyControls(controls);
+    }
+
+    static tag_s3DSourceControls source(CKXSequenceWindowImpl* pWindow, const QString& strSource)
+    {
+        return pWindow->scene()->currentControls().sourceControls.value(strSource);
     }
 
     static QString progressText() { return CKXProgressDisplay::instance()->lastMessage(); }
@@ -589,4 +671,80 @@ TEST_F(PluginEngineTest, EachRecordedFrameIsDrawnOnceAndIsAFreshDrawOfItsState)
     EXPECT_EQ(nChecked, 9); // frames 1 to 9, each checked before the next is applied
     EXPECT_EQ(nStale, 0) << "recorded frames that differ from a fresh draw";
     EXPECT_EQ(nRenders - nFirstRenders, 8) << "draws for frames 2 to 9";
+}
+
+// The list selection, organ visibility, organ modes and palette update are applied once per
+// source entry, so a key frame of a scene without sources applies none of them.
+TEST_F(PluginEngineTest, AKeyFrameWithoutSourcesLeavesOrgansSelectionAndPaletteAlone)
+{
+    CKXSequenceWindowImpl* pWindow = openScene({}, "no sources");
+    CKXSampleScene* pScene = pWindow->scene();
+    ASSERT_TRUE(pScene->currentControls().sourceControls.isEmpty());
+    ASSERT_EQ(m_pList->count(), 0);
+    pScene->updateMeshVisibility("Heart", false);
+    pScene->setRenderMode(1, PLConstants::_3DORGANS);
+    click("m_pAddKeyframeButton");
+    m_pView = pWindow->glView();
+    m_pView->setCurrentQuaternion(unitquaternion(1.0, Vec3f(0, 1, 0)));
+    click("m_pAddKeyframeButton");
+    ASSERT_EQ(m_pList->count(), 2);
+    pScene->updateMeshVisibility("Heart", true);
+    pScene->setRenderMode(2, PLConstants::_3DORGANS);
+
+    QSignalSpy spy(pWindow, SIGNAL(signalUpdate3DToolsPalette(SSpKeyFrameAttributes, bool)));
+    selectRow(1);
+    expectRotationNear(m_pView->getCurrentQuaternion(), unitquaternion(1.0, Vec3f(0, 1, 0)), 1e-9);
+    EXPECT_TRUE(pScene->organsVisibility().value("Heart"));
+    EXPECT_TRUE(pScene->currentControls().organRenderSolid);
+    EXPECT_EQ(spy.count(), 0);
+
+    // Playback moves no list selection either; the palette only returns to the live settings
+    // at its end.
+    m_pList->setCurrentRow(-1);
+    click("m_pPlayButton");
+    expectIdle("m_pPlayButton", "   Play");
+    EXPECT_EQ(m_pList->currentRow(), -1);
+    EXPECT_TRUE(pScene->organsVisibility().value("Heart"));
+    ASSERT_EQ(spy.count(), 1);
+    EXPECT_TRUE(spy.at(0).at(1).toBool());
+}
+
+// Applying first hides the sources the scene shows now, whatever the key frame carries.
+TEST_F(PluginEngineTest, ApplyHidesTheSourcesOfTheSceneNotOfTheKeyFrame)
+{
+    CKXSequenceWindowImpl* pX = nullptr;
+    CKXSequenceWindowImpl* pY = nullptr;
+    openTwoScenesAndAddInX(pX, pY, 2);
+    setSource(pY, "SourceSurface_A", false, 80);
+    setSource(pY, "SourceSurface_B", true, 80);
+    click("m_pAddKeyframeButton"); // captured in Y, which the dialog now applies to
+    ASSERT_EQ(m_pList->count(), 3);
+
+    selectRow(1); // X's second key frame, at stamp 50
+    EXPECT_FALSE(source(pY, "SourceSurface_B").surfaceVisible) << "only Y's controls name it";
+    EXPECT_TRUE(source(pY, "SourceSurface_A").surfaceVisible);
+    EXPECT_EQ(source(pY, "SourceSurface_A").surfaceOpacity, 30);
+}
+
+// A source that only a later key frame brings in joins the initial view, so that returning
+// to it sets that source too; the sources it had keep the values saved with it.
+TEST_F(PluginEngineTest, ASourceBroughtInLaterJoinsTheInitialView)
+{
+    // Saved at stamp 30, the initial view is applied with its own display (at stamp 0 it would
+    // take the one on screen).
+    CKXSequenceWindowImpl* pX = nullptr;
+    CKXSequenceWindowImpl* pY = nullptr;
+    openTwoScenesAndAddInX(pX, pY, 1);
+    setSource(pY, "SourceSurface_A", true, 70);
+    setSource(pY, "SourceSurface_B", true, 65);
+    click("m_pAddKeyframeButton");
+    ASSERT_EQ(m_pList->count(), 2);
+    setSource(pY, "SourceSurface_B", true, 10);
+
+    selectRow(0);
+    ASSERT_EQ(source(pY, "SourceSurface_B").surfaceOpacity, 10);
+    m_pList->currentItem()->setSelected(false);
+    EXPECT_TRUE(source(pY, "SourceSurface_B").surfaceVisible);
+    EXPECT_EQ(source(pY, "SourceSurface_B").surfaceOpacity, 65);
+    EXPECT_EQ(source(pY, "SourceSurface_A").surfaceOpacity, 30);
 }
