@@ -748,3 +748,24 @@ TEST_F(PluginEngineTest, ASourceBroughtInLaterJoinsTheInitialView)
     EXPECT_EQ(source(pY, "SourceSurface_B").surfaceOpacity, 65);
     EXPECT_EQ(source(pY, "SourceSurface_A").surfaceOpacity, 30);
 }
+
+// Saving names the sources of the scene the dialog is bound to, not those of each record: key
+// frames captured in a scene without source B still get an element for B.
+TEST_F(PluginEngineTest, SaveNamesTheBoundScenesSourcesNotTheRecords)
+{
+    CKXSequenceWindowImpl* pX = nullptr;
+    CKXSequenceWindowImpl* pY = nullptr;
+    openTwoScenesAndAddInX(pX, pY, 2); // two records of X, which has source A only
+    click("m_pAddKeyframeButton");     // one of Y, with A and B; the dialog is bound to Y now
+    ASSERT_EQ(m_pList->count(), 3);
+    QTemporaryDir dir;
+    const QString strFile = dir.filePath("sources.vkf");
+    CKXAutomation::enqueueFileName(strFile);
+    click("m_pSaveAnimButton");
+    QFile file(strFile);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QString strText = QString::fromUtf8(file.readAll());
+    EXPECT_EQ(strText.count("source_list_count=\"2\""), 3);
+    EXPECT_EQ(strText.count("source_name=\"SourceSurface_A\""), 3);
+    EXPECT_EQ(strText.count("source_name=\"SourceSurface_B\""), 3);
+}
