@@ -769,3 +769,38 @@ TEST_F(PluginEngineTest, SaveNamesTheBoundScenesSourcesNotTheRecords)
     EXPECT_EQ(strText.count("source_name=\"SourceSurface_A\""), 3);
     EXPECT_EQ(strText.count("source_name=\"SourceSurface_B\""), 3);
 }
+
+// Loading starts every key frame from the scene's controls as they are after "Delete All" has
+// shown the initial view again: a source the file does not name gets the initial view's
+// setting, not the one that was on screen before the load.
+TEST_F(PluginEngineTest, LoadedKeyFramesStartFromTheSceneAfterTheDeletion)
+{
+    CKXSequenceWindowImpl* pX = openScene({"SourceSurface_A", "SourceSurface_B"}, "X");
+    m_pMain->activateSequenceWindow(pX);
+    m_pDlg->findChild<QSpinBox*>("m_pTimeScaleSpinBox")->setValue(30);
+    setSource(pX, "SourceSurface_B", true, 30);
+    click("m_pAddKeyframeButton"); // the initial view: B at 30
+    click("m_pAddKeyframeButton");
+    setSource(pX, "SourceSurface_B", true, 70); // on screen before the load
+
+    QTemporaryDir dir;
+    QFile file(dir.filePath("only_a.vkf"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    for (const char* pszStamp : {"0", "100"})
+        file.write(QByteArray("<KeyFrame time_stamp=\"") + pszStamp +
+                   "\" source_list_count=\"1\"><source_0 source_name=\"SourceSurface_A\" "
+                   "sourcesurf_group_state=\"1\" sourcesurf_opacity=\"50\"/></KeyFrame>\n");
+    file.close();
+    QFile whole(dir.filePath("load.vkf"));
+    ASSERT_TRUE(whole.open(QIODevice::WriteOnly) && file.open(QIODevice::ReadOnly));
+    whole.write("<?xml version=\"1.0\"?>\n<!DOCTYPE KX42.KeyFrameAnimation.Data>\n"
+                "<KeyFrameAnimation>\n" +
+                file.readAll() + "</KeyFrameAnimation>\n");
+    whole.close();
+    CKXAutomation::enqueueFileName(whole.fileName());
+    click("m_pLoadAnimButton");
+    ASSERT_EQ(m_pList->count(), 2);
+    selectRow(1); // stamp 100: its own settings apply
+    EXPECT_EQ(source(pX, "SourceSurface_A").surfaceOpacity, 50);
+    EXPECT_EQ(source(pX, "SourceSurface_B").surfaceOpacity, 30);
+}
