@@ -9,6 +9,7 @@
 // tree, the peak memory of a load against the file's size, and frame generation against the
 // least any generator does per frame (copy the key frame record, slerp, append).
 #include "FrameGenerator.h"
+#include "KXBenchChild.h"
 #include "KXBenchResult.h"
 #include "KeyFrameFilePreScan.h"
 #include "KeyFrameFileReader.h"
@@ -79,24 +80,6 @@ tag_s3Dcontrols scene()
     return c;
 }
 
-// A field of /proc/self/status in KiB ("VmRSS", "VmHWM"); -1 when unavailable.
-long statusKiB(const char* pszKey)
-{
-    long nValue = -1;
-    FILE* pFile = std::fopen("/proc/self/status", "r");
-    if (pFile == nullptr)
-        return nValue;
-    char szLine[256];
-    const size_t nKey = std::strlen(pszKey);
-    while (std::fgets(szLine, sizeof szLine, pFile) != nullptr)
-    {
-        if (std::strncmp(szLine, pszKey, nKey) == 0 && szLine[nKey] == ':')
-            std::sscanf(szLine + nKey + 1, "%ld", &nValue);
-    }
-    std::fclose(pFile);
-    return nValue;
-}
-
 // Returns freed heap pages to the system and restarts the peak resident size, so that the
 // peak measured next belongs to the next step alone.
 bool resetPeak()
@@ -118,34 +101,20 @@ struct SMeasure
 // Runs `step` in a child process: its time and its own peak memory.
 SMeasure inChild(const std::function<void()>& step)
 {
-    int fds[2];
-    if (pipe(fds) != 0)
-        return {};
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        close(fds[0]);
-        SMeasure m;
-        const bool bReset = resetPeak();
-        const long nStartKiB = statusKiB("VmRSS");
-        QElapsedTimer timer;
-        timer.start();
-        step();
-        m.m_dMs = timer.nsecsElapsed() / 1e6;
-        if (bReset)
-            m.m_dPeakMiB = (statusKiB("VmHWM") - nStartKiB) / 1024.0;
-        const ssize_t nWritten = write(fds[1], &m, sizeof m);
-        _exit(nWritten == static_cast<ssize_t>(sizeof m) ? 0 : 1);
-    }
-    close(fds[1]);
-    SMeasure m;
-    if (pid < 0 || read(fds[0], &m, sizeof m) != static_cast<ssize_t>(sizeof m))
-        m = SMeasure();
-    close(fds[0]);
-    int nStatus = 0;
-    if (pid > 0)
-        waitpid(pid, &nStatus, 0);
-    return m;
+    return kxMeasureInChild<SMeasure>(
+        [&step]
+        {
+            SMeasure m;
+            const bool bReset = resetPeak();
+            const long nStartKiB = kxStatusKiB("VmRSS");
+            QElapsedTimer timer;
+            timer.start();
+            step();
+            m.m_dMs = timer.nsecsElapsed() / 1e6;
+            if (bReset)
+                m.m_dPeakMiB = (kxStatusKiB("VmHWM") - nStartKiB) / 1024.0;
+            return m;
+        });
 }
 
 // Mean time of `step` over nRepeats, in milliseconds.

@@ -6,6 +6,7 @@
 // Result lines per row: load time (CPU) against the library alone, and resident memory after the
 // load (the data still held) against the size of the decoded data.
 #include "CKXMeshReader.h"
+#include "KXBenchChild.h"
 #include "KXBenchResult.h"
 
 #include <assimp/Importer.hpp>
@@ -112,21 +113,6 @@ std::vector<SLoadRow> rows()
     return list;
 }
 
-long statusKiB(const char* pszKey)
-{
-    long nValue = -1;
-    FILE* pFile = std::fopen("/proc/self/status", "r");
-    if (!pFile)
-        return nValue;
-    char szLine[256];
-    const size_t nKey = std::strlen(pszKey);
-    while (std::fgets(szLine, sizeof szLine, pFile))
-        if (std::strncmp(szLine, pszKey, nKey) == 0 && szLine[nKey] == ':')
-            std::sscanf(szLine + nKey + 1, "%ld", &nValue);
-    std::fclose(pFile);
-    return nValue;
-}
-
 // The process's CPU time: on a machine others share, wall time measures them as much as us.
 // Every load here runs on one thread.
 double cpuMs()
@@ -146,33 +132,19 @@ struct SMeasure
 // Runs `load` in a child process: its time and the resident memory it leaves.
 SMeasure inChild(const std::function<double()>& load)
 {
-    int fds[2];
-    if (pipe(fds) != 0)
-        return {};
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        close(fds[0]);
-        malloc_trim(0);
-        SMeasure m;
-        const long nStartKiB = statusKiB("VmRSS");
-        const double dStartMs = cpuMs();
-        const double dBytes = load();
-        m.dMs = dBytes > 0 ? cpuMs() - dStartMs : -1;
-        m.dResidentMiB = (statusKiB("VmRSS") - nStartKiB) / 1024.0;
-        m.dDataMiB = dBytes / (1024.0 * 1024.0);
-        const bool bOk = write(fds[1], &m, sizeof m) == static_cast<ssize_t>(sizeof m);
-        _exit(bOk ? 0 : 1);
-    }
-    close(fds[1]);
-    SMeasure m;
-    if (pid < 0 || read(fds[0], &m, sizeof m) != static_cast<ssize_t>(sizeof m))
-        m = SMeasure();
-    close(fds[0]);
-    int nStatus = 0;
-    if (pid > 0)
-        waitpid(pid, &nStatus, 0);
-    return m;
+    return kxMeasureInChild<SMeasure>(
+        [&load]
+        {
+            malloc_trim(0);
+            SMeasure m;
+            const long nStartKiB = kxStatusKiB("VmRSS");
+            const double dStartMs = cpuMs();
+            const double dBytes = load();
+            m.dMs = dBytes > 0 ? cpuMs() - dStartMs : -1;
+            m.dResidentMiB = (kxStatusKiB("VmRSS") - nStartKiB) / 1024.0;
+            m.dDataMiB = dBytes / (1024.0 * 1024.0);
+            return m;
+        });
 }
 
 // The best of a few runs: the load's own cost, with the least of the machine's noise.

@@ -10,6 +10,7 @@
 // leaves (the volume it returns) against the decoded data size (one float per voxel).
 #include "CKXDicomReader.h"
 #include "CKXNiftiReader.h"
+#include "KXBenchChild.h"
 #include "KXBenchResult.h"
 
 #include <QDir>
@@ -69,32 +70,19 @@ double residentMiB()
 // Runs `load` in a child; it returns false when the load failed.
 SLoad inChild(const std::function<bool()>& load)
 {
-    int aPipe[2];
-    if (pipe(aPipe) != 0)
-        return {};
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        close(aPipe[0]);
-        malloc_trim(0);
-        const double dBefore = residentMiB();
-        QElapsedTimer timer;
-        timer.start();
-        const bool bOk = load();
-        SLoad result;
-        result.m_dMs = bOk ? double(timer.nsecsElapsed()) / 1e6 : -1;
-        result.m_dResidentMiB = bOk ? residentMiB() - dBefore : -1;
-        const ssize_t nWritten = write(aPipe[1], &result, sizeof result);
-        _exit(nWritten == ssize_t(sizeof result) ? 0 : 1);
-    }
-    close(aPipe[1]);
-    SLoad result;
-    if (pid < 0 || read(aPipe[0], &result, sizeof result) != ssize_t(sizeof result))
-        result = SLoad();
-    close(aPipe[0]);
-    if (pid > 0)
-        waitpid(pid, nullptr, 0);
-    return result;
+    return kxMeasureInChild<SLoad>(
+        [&load]
+        {
+            malloc_trim(0);
+            const double dBefore = residentMiB();
+            QElapsedTimer timer;
+            timer.start();
+            const bool bOk = load();
+            SLoad result;
+            result.m_dMs = bOk ? double(timer.nsecsElapsed()) / 1e6 : -1;
+            result.m_dResidentMiB = bOk ? residentMiB() - dBefore : -1;
+            return result;
+        });
 }
 
 // The best of a few runs: the one least disturbed by the rest of the machine.
