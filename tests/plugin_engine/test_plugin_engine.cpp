@@ -1,5 +1,6 @@
 // Presets, playback and movie recording of the 3D Animation plug-in, loaded through
 // QPluginLoader into the real viewer and driven through the dialog's widgets and slots.
+#include "../common/KXTestGeometry.h"
 #include "C3DMesh.h"
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
@@ -39,38 +40,21 @@ namespace
 
 const QSize VIEW_SIZE(321, 241); // odd on purpose: the movie must become 322 x 242
 
-// A small closed surface around c.
-std::shared_ptr<const CKXGeometry> tetrahedron(const QVector3D& c, float r)
-{
-    auto g = std::make_shared<CKXGeometry>();
-    g->addVertex(c + QVector3D(r, r, r));
-    g->addVertex(c + QVector3D(r, -r, -r));
-    g->addVertex(c + QVector3D(-r, r, -r));
-    g->addVertex(c + QVector3D(-r, -r, r));
-    g->addTriangle(0, 1, 2);
-    g->addTriangle(0, 3, 1);
-    g->addTriangle(0, 2, 3);
-    g->addTriangle(1, 3, 2);
-    g->orientOutward();
-    g->finish();
-    return g;
-}
-
 // A subject with two organs and one surface source of each given name.
 SKXSceneDescription sceneWithSurfaceSources(const QStringList& sourceNames)
 {
     SKXSceneDescription d;
     d.subject = std::make_shared<SKXSurfaceData>(
-        SKXSurfaceData{"", QColor(), tetrahedron(QVector3D(), 30.0f), {}, {}});
-    d.organs.push_back({"Heart", QColor(), tetrahedron(QVector3D(3, 2, 1), 4.0f), {}, {}});
-    d.organs.push_back({"Liver", QColor(), tetrahedron(QVector3D(-4, -2, 0), 5.0f), {}, {}});
+        SKXSurfaceData{"", QColor(), kxTetrahedron(QVector3D(), 30.0f), {}, {}});
+    d.organs.push_back({"Heart", QColor(), kxTetrahedron(QVector3D(3, 2, 1), 4.0f), {}, {}});
+    d.organs.push_back({"Liver", QColor(), kxTetrahedron(QVector3D(-4, -2, 0), 5.0f), {}, {}});
     float fX = -8.0f;
     for (const QString& strName : sourceNames)
     {
         SKXSourceData source;
         source.name = strName;
         source.surfaces.push_back(
-            {"", QColor(), tetrahedron(QVector3D(fX += 4.0f, 0, 0), 1.5f), {}, {}});
+            {"", QColor(), kxTetrahedron(QVector3D(fX += 4.0f, 0, 0), 1.5f), {}, {}});
         d.sources.push_back(source);
     }
     return d;

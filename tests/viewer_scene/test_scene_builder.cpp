@@ -1,6 +1,7 @@
 // Scenes built from hand-made descriptions: the nodes, names, display controls and palette
 // entries follow the data, partial datasets build and draw, and an oblique volume is drawn
 // where its voxel-to-world matrix puts it.
+#include "../common/KXTestGeometry.h"
 #include "C3DVolume.h"
 #include "CKXGLView.h"
 #include "CKXSampleScene.h"
@@ -19,22 +20,6 @@
 
 namespace
 {
-std::shared_ptr<const CKXGeometry> tetrahedron(const QVector3D& c, float r)
-{
-    auto g = std::make_shared<CKXGeometry>();
-    g->addVertex(c + QVector3D(r, r, r));
-    g->addVertex(c + QVector3D(r, -r, -r));
-    g->addVertex(c + QVector3D(-r, r, -r));
-    g->addVertex(c + QVector3D(-r, -r, r));
-    g->addTriangle(0, 1, 2);
-    g->addTriangle(0, 3, 1);
-    g->addTriangle(0, 2, 3);
-    g->addTriangle(1, 3, 2);
-    g->orientOutward();
-    g->finish();
-    return g;
-}
-
 // A 4 x 3 x 2 grid turned 35 degrees about z and tilted 20 degrees about x, 6 x 5 x 4 mm
 // voxels: one bright voxel (2, 1, 0), one negative, one NaN, the rest 0.
 std::shared_ptr<SKXVolumeData> obliqueVolume()
@@ -60,25 +45,25 @@ SKXSceneDescription handMade()
 {
     SKXSceneDescription d;
     auto subject = std::make_shared<SKXSurfaceData>();
-    subject->geometry = tetrahedron(QVector3D(5, -3, 2), 20.0f);
+    subject->geometry = kxTetrahedron(QVector3D(5, -3, 2), 20.0f);
     subject->scalars = {5.0f, 250.0f, 40.0f, 90.0f};
     d.subject = subject;
     d.organs.push_back(
-        {"Heart", QColor(200, 30, 40), tetrahedron(QVector3D(3, 2, 1), 4.0f), {}, {}});
-    d.organs.push_back({"Liver", QColor(), tetrahedron(QVector3D(-4, -2, 0), 5.0f), {}, {}});
+        {"Heart", QColor(200, 30, 40), kxTetrahedron(QVector3D(3, 2, 1), 4.0f), {}, {}});
+    d.organs.push_back({"Liver", QColor(), kxTetrahedron(QVector3D(-4, -2, 0), 5.0f), {}, {}});
     d.anatomy = obliqueVolume();
     SKXSourceData original;
     original.name = "Original";
     original.volume = obliqueVolume();
-    original.surfaces.push_back({"", QColor(), tetrahedron(QVector3D(1, 1, 1), 2.0f), {}, {}});
+    original.surfaces.push_back({"", QColor(), kxTetrahedron(QVector3D(1, 1, 1), 2.0f), {}, {}});
     SKXSourceData voxels;
     voxels.name = "SourceVoxels_A";
     voxels.volume = obliqueVolume();
     SKXSourceData surfaces;
     surfaces.name = "SourceSurface_A";
     surfaces.color = QColor(10, 200, 30);
-    surfaces.surfaces.push_back({"", QColor(), tetrahedron(QVector3D(6, 0, 0), 1.5f), {}, {}});
-    surfaces.surfaces.push_back({"", QColor(), tetrahedron(QVector3D(-6, 0, 0), 1.5f), {}, {}});
+    surfaces.surfaces.push_back({"", QColor(), kxTetrahedron(QVector3D(6, 0, 0), 1.5f), {}, {}});
+    surfaces.surfaces.push_back({"", QColor(), kxTetrahedron(QVector3D(-6, 0, 0), 1.5f), {}, {}});
     d.sources = {voxels, surfaces, original};
     return d;
 }
@@ -284,7 +269,7 @@ TEST(SceneBuilderView, AnObliqueVolumeIsDrawnWhereItsMatrixPutsIt)
     SKXSceneDescription d = volumeOnly();
     d.organs.push_back({"Marker",
                         QColor(255, 255, 255),
-                        tetrahedron(d.anatomy->voxelToWorld.map(QVector3D(2, 1, 0)), 1.2f),
+                        kxTetrahedron(d.anatomy->voxelToWorld.map(QVector3D(2, 1, 0)), 1.2f),
                         {},
                         {}});
     CKXSampleScene scene(d);
