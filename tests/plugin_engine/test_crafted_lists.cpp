@@ -2,6 +2,7 @@
 // viewer: crafted ".vkf" files are loaded through the dialog, then played, recorded, saved and
 // loaded again. Every case must end in its defined result or a clear refusal, with the dialog
 // idle, the process of a sane size and the user's own files untouched.
+#include "../common/KXTestFiles.h"
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 #include "CKXProgressDisplay.h"
@@ -90,22 +91,10 @@ QString craftedFile(const QList<SCraftedKeyFrame>& keyFrames,
     return strText + QStringLiteral("</KeyFrameAnimation>\n");
 }
 
-bool writeText(const QString& strFile, const QByteArray& bytes)
-{
-    QFile file(strFile);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QByteArray readBytes(const QString& strFile)
-{
-    QFile file(strFile);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // The key frames of a file as the reader sees it, against default scene controls.
 QList<SSpKeyFrameAttributes> readBack(const QString& strFile)
 {
-    return CKeyFrameFileReader::read(QString::fromUtf8(readBytes(strFile)), tag_s3Dcontrols())
+    return CKeyFrameFileReader::read(QString::fromUtf8(kxFileContents(strFile)), tag_s3Dcontrols())
         .m_listKeyFrames;
 }
 
@@ -124,7 +113,7 @@ constexpr qint64 MAX_PEAK_MB = 1500 * MEMORY_SCALE;
 qint64 memoryMB(const char* pszField)
 {
     malloc_trim(0);
-    const QStringList lines = QString::fromLatin1(readBytes("/proc/self/status")).split('\n');
+    const QStringList lines = QString::fromLatin1(kxFileContents("/proc/self/status")).split('\n');
     for (const QString& strLine : lines)
     {
         if (strLine.startsWith(QLatin1String(pszField)))
@@ -203,7 +192,7 @@ protected:
         m_userFiles.insert(m_dir.filePath("user.mp4"), QByteArray(4096, 'm'));
         for (auto it = m_userFiles.constBegin(); it != m_userFiles.constEnd(); ++it)
         {
-            ASSERT_TRUE(writeText(it.key(), it.value()));
+            kxWriteFile(it.key(), it.value());
         }
         m_nStartMB = memoryMB("VmRSS:");
     }
@@ -223,7 +212,7 @@ protected:
     void loadCrafted(const QString& strName, const QList<SCraftedKeyFrame>& keyFrames,
                      const QString& strDocType = QStringLiteral("KX42.KeyFrameAnimation.Data"))
     {
-        ASSERT_TRUE(writeText(path(strName), craftedFile(keyFrames, strDocType).toUtf8()));
+        kxWriteFile(path(strName), craftedFile(keyFrames, strDocType).toUtf8());
         load(path(strName));
         ASSERT_EQ(m_pList->count(), keyFrames.size()) << strName.toStdString();
     }
@@ -295,7 +284,7 @@ protected:
         EXPECT_LT(memoryMB("VmHWM:"), MAX_PEAK_MB);
         for (auto it = m_userFiles.constBegin(); it != m_userFiles.constEnd(); ++it)
         {
-            EXPECT_EQ(readBytes(it.key()), it.value()) << it.key().toStdString();
+            EXPECT_EQ(kxFileContents(it.key()), it.value()) << it.key().toStdString();
         }
     }
 
@@ -646,7 +635,7 @@ TEST_F(CraftedListTest, EmptyAndHugeOrganMapsPlayRecordAndSave)
     record("organs.mpg", false, nFrames);
     saveAndReload("organs-saved.vkf");
     // The organ lists are written but, where the writer puts them, never read back.
-    EXPECT_TRUE(readBytes(path("organs-saved.vkf")).contains("<Organ name=\"Organ 99\""));
+    EXPECT_TRUE(kxFileContents(path("organs-saved.vkf")).contains("<Organ name=\"Organ 99\""));
     for (const SSpKeyFrameAttributes& key : readBack(path("organs-saved.vkf")))
     {
         EXPECT_TRUE(key.organsVisibility.isEmpty());

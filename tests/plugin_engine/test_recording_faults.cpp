@@ -3,6 +3,7 @@
 // frame. Each must leave no partial movie, keep an older movie of the chosen name byte for
 // byte, never touch the user's other files, say why in the log and bring the dialog back to
 // idle.
+#include "../common/KXTestFiles.h"
 #include "CKXAppState.h"
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
@@ -31,19 +32,6 @@ namespace
 
 const QSize VIEW_SIZE(321, 241);
 const int USER_FRAME_RATE = 25; // the recording runs at 10 and must give this back
-
-QByteArray contents(const QString& strFile)
-{
-    QFile file(strFile);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
-}
-
-void writeFile(const QString& strFile, const QByteArray& data)
-{
-    QFile file(strFile);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(data) == data.size())
-        << strFile.toStdString();
-}
 
 class RecordingFaultsTest : public CKXPluginTestFixture
 {
@@ -160,13 +148,13 @@ TEST_F(RecordingFaultsTest, StopOrAbortAtTheFirstOrLastFrameLeavesNoPartialMovie
 {
     const QString strMovie = m_dir.filePath("take.mp4");
     const QString strOther = m_dir.filePath("notes.txt");
-    writeFile(strOther, "the user's notes");
+    kxWriteFile(strOther, "the user's notes");
     for (const bool bAbort : {false, true})
     {
         for (const int nFrame : {1, 10})
         {
             SCOPED_TRACE(testing::Message() << (bAbort ? "abort" : "stop") << " at " << nFrame);
-            writeFile(strMovie, "older movie");
+            kxWriteFile(strMovie, "older movie");
             const QString strFrame = QString("Playing and Recording [%1 of 10]").arg(nFrame);
             bool bStopFace = false;
             if (bAbort)
@@ -186,9 +174,9 @@ TEST_F(RecordingFaultsTest, StopOrAbortAtTheFirstOrLastFrameLeavesNoPartialMovie
             }
             EXPECT_TRUE(progressText().startsWith(strFrame)) << progressText().toStdString();
             EXPECT_TRUE(logged("warning Animation export aborted... [at 11:05:38]"));
-            EXPECT_EQ(contents(strMovie), "older movie");
+            EXPECT_EQ(kxFileContents(strMovie), "older movie");
             EXPECT_EQ(partialFiles(m_dir.path()), QStringList());
-            EXPECT_EQ(contents(strOther), "the user's notes");
+            EXPECT_EQ(kxFileContents(strOther), "the user's notes");
             expectIdle();
         }
     }
@@ -197,13 +185,13 @@ TEST_F(RecordingFaultsTest, StopOrAbortAtTheFirstOrLastFrameLeavesNoPartialMovie
 TEST_F(RecordingFaultsTest, AResizedViewAbortsAndRemovesThePartialMovie)
 {
     const QString strMovie = m_dir.filePath("resized.mov");
-    writeFile(strMovie, "older movie");
+    kxWriteFile(strMovie, "older movie");
     record(strMovie, "Playing and Recording [4 of 10]",
            [this] { m_pView->setFixedSize(VIEW_SIZE + QSize(40, 30)); });
     EXPECT_TRUE(progressText().startsWith("Playing and Recording [4 of 10]"));
     EXPECT_TRUE(logged("warning Exported frame dimension changed. Animation export aborted... "
                        "[at 11:05:38]"));
-    EXPECT_EQ(contents(strMovie), "older movie");
+    EXPECT_EQ(kxFileContents(strMovie), "older movie");
     EXPECT_EQ(partialFiles(m_dir.path()), QStringList());
     expectIdle();
 }
@@ -216,7 +204,7 @@ TEST_F(RecordingFaultsTest, ARemovedTargetFolderStopsTheRecordingWithAMessage)
     setDuration(3);
     const QString strFolder = m_dir.filePath("talk");
     const QString strSibling = m_dir.filePath("keep.txt");
-    writeFile(strSibling, "sibling");
+    kxWriteFile(strSibling, "sibling");
     for (const bool bMadeAgain : {false, true})
     {
         SCOPED_TRACE(bMadeAgain ? "folder made again" : "folder removed");
@@ -231,15 +219,15 @@ TEST_F(RecordingFaultsTest, ARemovedTargetFolderStopsTheRecordingWithAMessage)
                    if (bMadeAgain)
                    {
                        QDir().mkpath(strFolder);
-                       writeFile(strMovie, "user's file");
+                       kxWriteFile(strMovie, "user's file");
                    }
                });
         EXPECT_TRUE(progressText().startsWith(strFrame)) << progressText().toStdString();
         EXPECT_TRUE(logged("was removed or replaced while it was being written"));
         EXPECT_TRUE(logged("error Writing the movie failed; the recording was stopped"));
-        EXPECT_EQ(contents(strMovie), bMadeAgain ? "user's file" : "(none)");
+        EXPECT_EQ(kxFileContents(strMovie), bMadeAgain ? "user's file" : "(none)");
         EXPECT_EQ(QDir(strFolder).exists(), bMadeAgain);
-        EXPECT_EQ(contents(strSibling), "sibling");
+        EXPECT_EQ(kxFileContents(strSibling), "sibling");
         expectIdle();
     }
 }
@@ -281,10 +269,10 @@ TEST_P(RecordingFullDiskTest, AFullTargetStopsTheRecordingAndKeepsTheOtherFiles)
     }
     const QByteArray notes(52 * 1024, 'n');
     const QString strOther = strFolder + "/notes.txt";
-    writeFile(strOther, notes);
+    kxWriteFile(strOther, notes);
     const QString strMovie = strFolder + "/" + c.m_szMovie;
     const QByteArray older(4 * 1024, 'm');
-    writeFile(strMovie, older);
+    kxWriteFile(strMovie, older);
     if (!c.m_bTmpfs)
     {
         limitFileSize(8 * 1024);
@@ -308,9 +296,9 @@ TEST_P(RecordingFullDiskTest, AFullTargetStopsTheRecordingAndKeepsTheOtherFiles)
     EXPECT_TRUE(logged(c.m_nDuration == 1
                            ? "error The movie file could not be finished; the incomplete movie"
                            : "error Writing the movie failed; the recording was stopped"));
-    EXPECT_EQ(contents(strMovie), older);
+    EXPECT_EQ(kxFileContents(strMovie), older);
     EXPECT_EQ(partialFiles(strFolder), QStringList());
-    EXPECT_EQ(contents(strOther), notes);
+    EXPECT_EQ(kxFileContents(strOther), notes);
     expectIdle();
 }
 

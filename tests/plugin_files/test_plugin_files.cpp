@@ -1,11 +1,13 @@
 // Saving and loading key frame files through the 3D Animation dialog of the plug-in, loaded
 // through QPluginLoader into the real viewer. Files are chosen through the automation queue and
 // messages read from the automation record, as a user at the screen would see them.
+#include "../common/KXTestFiles.h"
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 #include "CKXSampleScene.h"
 #include "CKXUtilityFns.h"
 #include "KeyFrameFileReader.h"
+#include "core_test_util.h"
 
 #include <QAction>
 #include <QApplication>
@@ -28,19 +30,6 @@
 
 namespace
 {
-
-QByteArray readAll(const QString& strPath)
-{
-    QFile file(strPath);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeAll(const QString& strPath, const QByteArray& bytes)
-{
-    QFile file(strPath);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    ASSERT_EQ(file.write(bytes), bytes.size());
-}
 
 // The value of one attribute of the first element of that name in a file's text.
 QString attributeOf(const QByteArray& text, const QString& strElement, const QString& strName)
@@ -122,48 +111,6 @@ const QString kSaved = QStringLiteral("Key frame animation saved.");
 const QString kCannotLoad = QStringLiteral("Error. Couldn't load file.");
 const QString kCannotSave = QStringLiteral("Error. Failed to save the file.");
 
-void expectSameCarriedFields(const SSpKeyFrameAttributes& a, const SSpKeyFrameAttributes& b)
-{
-    EXPECT_DOUBLE_EQ(a.timeStamp, b.timeStamp);
-    EXPECT_DOUBLE_EQ(a.rotation.w(), b.rotation.w());
-    EXPECT_DOUBLE_EQ(a.rotation.x(), b.rotation.x());
-    EXPECT_DOUBLE_EQ(a.rotation.y(), b.rotation.y());
-    EXPECT_DOUBLE_EQ(a.rotation.z(), b.rotation.z());
-    EXPECT_DOUBLE_EQ(a.translation.x(), b.translation.x());
-    EXPECT_DOUBLE_EQ(a.translation.y(), b.translation.y());
-    EXPECT_DOUBLE_EQ(a.translation.z(), b.translation.z());
-    const tag_s3Dcontrols& ca = a.controls;
-    const tag_s3Dcontrols& cb = b.controls;
-    EXPECT_EQ(ca.meshVisible, cb.meshVisible);
-    EXPECT_EQ(ca.meshOpacity, cb.meshOpacity);
-    EXPECT_EQ(ca.meshColor, cb.meshColor);
-    EXPECT_EQ(ca.meshRenderSolid, cb.meshRenderSolid);
-    EXPECT_EQ(ca.meshShadeLit, cb.meshShadeLit);
-    EXPECT_EQ(ca.organsVisible, cb.organsVisible);
-    EXPECT_EQ(ca.organOpacity, cb.organOpacity);
-    EXPECT_EQ(ca.organRenderSolid, cb.organRenderSolid);
-    EXPECT_EQ(ca.pdMap.visible(), cb.pdMap.visible());
-    EXPECT_EQ(ca.pdMap.colorBarIndex, cb.pdMap.colorBarIndex);
-    EXPECT_EQ(ca.pdMap.sliderMin, cb.pdMap.sliderMin);
-    EXPECT_EQ(ca.pdMap.sliderMax, cb.pdMap.sliderMax);
-    EXPECT_EQ(ca.pdMap.spinBoxMax, cb.pdMap.spinBoxMax);
-    EXPECT_EQ(a.addnAttributes.multimodalityVolumeVisible,
-              b.addnAttributes.multimodalityVolumeVisible);
-    ASSERT_EQ(ca.sourceControls.keys(), cb.sourceControls.keys());
-    for (const QString& strName : ca.sourceControls.keys())
-    {
-        const tag_s3DSourceControls& sa = ca.sourceControls[strName];
-        const tag_s3DSourceControls& sb = cb.sourceControls[strName];
-        EXPECT_EQ(sa.surfaceOpacity, sb.surfaceOpacity) << strName.toStdString();
-        EXPECT_EQ(sa.surfaceColor, sb.surfaceColor);
-        EXPECT_EQ(sa.surfaceVisible, sb.surfaceVisible);
-        EXPECT_EQ(sa.volumeOpacity, sb.volumeOpacity);
-        EXPECT_EQ(sa.volumeVisible, sb.volumeVisible);
-        EXPECT_DOUBLE_EQ(sa.intensityValue, sb.intensityValue);
-        EXPECT_EQ(sa.voxelColor, sb.voxelColor);
-    }
-}
-
 } // namespace
 
 TEST_F(PluginFilesTest, SavedListLoadsBackWithEveryCarriedFieldAndTheKnownDrops)
@@ -173,7 +120,7 @@ TEST_F(PluginFilesTest, SavedListLoadsBackWithEveryCarriedFieldAndTheKnownDrops)
 
     const QString strFirst = path("first.vkf");
     EXPECT_EQ(saveAs(strFirst), QStringList(kSaved));
-    const QByteArray first = readAll(strFirst);
+    const QByteArray first = kxFileContents(strFirst);
     ASSERT_TRUE(first.startsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"));
     EXPECT_EQ(attributeOf(first, "KeyFrame", "source_list_count"),
               QString::number(scene.sourceControls.size()));
@@ -203,15 +150,12 @@ TEST_F(PluginFilesTest, SavedListLoadsBackWithEveryCarriedFieldAndTheKnownDrops)
 
     const QString strSecond = path("second.vkf");
     EXPECT_EQ(saveAs(strSecond), QStringList(kSaved));
-    const QByteArray second = readAll(strSecond);
+    const QByteArray second = kxFileContents(strSecond);
     const SKeyFrameFileReadResult reloaded =
         CKeyFrameFileReader::read(QString::fromUtf8(second), scene);
     ASSERT_EQ(reloaded.m_listKeyFrames.size(), 3);
-    for (int i = 0; i < 3; ++i)
-    {
-        SCOPED_TRACE(i);
-        expectSameCarriedFields(saved.m_listKeyFrames.at(i), reloaded.m_listKeyFrames.at(i));
-    }
+    EXPECT_EQ(coretest::dump(reloaded.m_listKeyFrames).toStdString(),
+              coretest::dump(saved.m_listKeyFrames).toStdString());
     // Dropped on purpose by the format: organ maps, and photon density spin box values that
     // are not whole numbers.
     EXPECT_FALSE(second.contains("<Organ "));
@@ -252,9 +196,9 @@ TEST_F(PluginFilesTest, SaveRefusesShortListsAndReportsUnwritablePlaces)
     EXPECT_FALSE(QFile::exists(strFile));
 
     // A folder that is a regular file cannot hold the key frame file, even for root.
-    writeAll(path("not-a-folder"), "x");
+    kxWriteFile(path("not-a-folder"), "x");
     EXPECT_EQ(saveAs(path("not-a-folder/keys.vkf")), QStringList(kCannotSave));
-    EXPECT_EQ(readAll(path("not-a-folder")), QByteArray("x"));
+    EXPECT_EQ(kxFileContents(path("not-a-folder")), QByteArray("x"));
     EXPECT_EQ(m_pList->count(), 2);
 }
 
@@ -263,7 +207,7 @@ TEST_F(PluginFilesTest, FailedSaveLeavesTheExistingFileByteForByte)
     addDistinctKeyFrames(3);
     const QString strFile = path("keep.vkf");
     const QByteArray old = QByteArray("<?xml version=\"1.0\"?>\n<!-- older save -->\n");
-    writeAll(strFile, old);
+    kxWriteFile(strFile, old);
 
     // The file size limit stops the write part way, as a full disk would (root included).
     std::signal(SIGXFSZ, SIG_IGN);
@@ -276,14 +220,14 @@ TEST_F(PluginFilesTest, FailedSaveLeavesTheExistingFileByteForByte)
     setrlimit(RLIMIT_FSIZE, &original);
 
     EXPECT_EQ(messages, QStringList(kCannotSave));
-    EXPECT_EQ(readAll(strFile), old);
+    EXPECT_EQ(kxFileContents(strFile), old);
     EXPECT_EQ(QDir(m_dir.path()).entryList(QDir::Files), QStringList("keep.vkf"))
         << "no partial file is left behind";
 
     // Without the limit the same save replaces the whole file.
     EXPECT_EQ(saveAs(strFile), QStringList(kSaved));
-    EXPECT_NE(readAll(strFile), old);
-    EXPECT_FALSE(readAll(strFile).contains("older save"));
+    EXPECT_NE(kxFileContents(strFile), old);
+    EXPECT_FALSE(kxFileContents(strFile).contains("older save"));
 }
 
 TEST_F(PluginFilesTest, LoadRefusalsKeepTheList)
@@ -328,8 +272,10 @@ TEST_F(PluginFilesTest, LoadReplacesTheListAndRestartsNumbering)
     const QString strAgain = path("again.vkf");
     EXPECT_EQ(saveAs(strAgain), QStringList(kSaved));
     const tag_s3Dcontrols scene = m_pA->scene()->currentControls();
-    const auto original = CKeyFrameFileReader::read(QString::fromUtf8(readAll(strFile)), scene);
-    const auto again = CKeyFrameFileReader::read(QString::fromUtf8(readAll(strAgain)), scene);
+    const auto original =
+        CKeyFrameFileReader::read(QString::fromUtf8(kxFileContents(strFile)), scene);
+    const auto again =
+        CKeyFrameFileReader::read(QString::fromUtf8(kxFileContents(strAgain)), scene);
     ASSERT_EQ(again.m_listKeyFrames.size(), 2);
     for (int i = 0; i < 2; ++i)
     {
@@ -394,8 +340,8 @@ TEST_F(PluginFilesTest, SaveRewritesAWritableFileInAFolderTheUserMayNotWrite)
     const QString strMine = strFolder + "/mine.vkf";
     const QString strTheirs = strFolder + "/theirs.vkf";
     const QByteArray old = "<!-- an older and much longer save -->\n" + QByteArray(100000, ' ');
-    writeAll(strMine, old);
-    writeAll(strTheirs, old);
+    kxWriteFile(strMine, old);
+    kxWriteFile(strTheirs, old);
     ASSERT_EQ(chown(QFile::encodeName(strMine).constData(), nUid, nGid), 0);
 
     const pid_t nChild = fork();
@@ -430,11 +376,11 @@ TEST_F(PluginFilesTest, SaveRewritesAWritableFileInAFolderTheUserMayNotWrite)
 
     // The same list saved where nothing stands in the way: nothing of the older text is left.
     EXPECT_EQ(saveAs(path("reference.vkf")), QStringList(kSaved));
-    EXPECT_EQ(readAll(strMine), readAll(path("reference.vkf")));
+    EXPECT_EQ(kxFileContents(strMine), kxFileContents(path("reference.vkf")));
     struct stat info = {};
     ASSERT_EQ(stat(QFile::encodeName(strMine).constData(), &info), 0);
     EXPECT_EQ(info.st_uid, nUid) << "rewritten in place, not replaced";
-    EXPECT_EQ(readAll(strTheirs), old);
+    EXPECT_EQ(kxFileContents(strTheirs), old);
     EXPECT_EQ(QDir(strFolder).entryList(QDir::Files), QStringList({"mine.vkf", "theirs.vkf"}));
 }
 

@@ -1,5 +1,6 @@
 // The movie encoder, the movie-type list and the log: movies are written, then probed and
 // decoded with the ffmpeg tools; refused input must leave a log line and no file.
+#include "../common/KXTestFiles.h"
 #include "CKXPartialMovieFile.h"
 #include "CKXSMovieExporter.h"
 #include "KXLog.h"
@@ -116,18 +117,6 @@ QImage textured(const QColor& colour, unsigned nSeed)
 QStringList partialFiles(const QString& strFolder)
 {
     return QDir(strFolder).entryList({".*kxpart*"}, QDir::Files | QDir::Hidden);
-}
-
-QByteArray contents(const QString& strFile)
-{
-    QFile file(strFile);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
-}
-
-void writeFile(const QString& strFile, const QByteArray& data)
-{
-    QFile file(strFile);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
 }
 
 class EncoderTest : public ::testing::Test
@@ -293,7 +282,7 @@ TEST_F(EncoderTest, RefusesAReadOnlyFolder)
 // movie of that name is kept byte for byte.
 TEST_F(EncoderTest, WriteFailuresAreLoggedAndTheOlderMovieKept)
 {
-    writeFile(path("big.mpg"), "older movie");
+    kxWriteFile(path("big.mpg"), "older movie");
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit oldLimit{};
     getrlimit(RLIMIT_FSIZE, &oldLimit);
@@ -312,7 +301,7 @@ TEST_F(EncoderTest, WriteFailuresAreLoggedAndTheOlderMovieKept)
     EXPECT_LT(nAccepted, 50);
     EXPECT_FALSE(bClosed);
     EXPECT_TRUE(logHas("File too large")) << logText().toStdString();
-    EXPECT_EQ(contents(path("big.mpg")), "older movie");
+    EXPECT_EQ(kxFileContents(path("big.mpg")), "older movie");
     EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList());
 }
 
@@ -328,7 +317,7 @@ TEST_F(EncoderTest, H264WriteFailuresShowAtTheLatestInClose)
         for (const char* szName : {"limit.mp4", "limit.mov"})
         {
             CKXLogFile::clearRecentLines();
-            writeFile(path(szName), "older movie");
+            kxWriteFile(path(szName), "older movie");
             const int nFrames = nLimit == 4096 ? 3 : 60;
             rlimit limit = oldLimit;
             limit.rlim_cur = nLimit;
@@ -345,7 +334,7 @@ TEST_F(EncoderTest, H264WriteFailuresShowAtTheLatestInClose)
             EXPECT_EQ(nAccepted < nFrames, nLimit == 65536) << szName << " " << nAccepted;
             EXPECT_FALSE(bClosed) << szName;
             EXPECT_TRUE(logHas("File too large")) << szName << logText().toStdString();
-            EXPECT_EQ(contents(path(szName)), "older movie") << szName;
+            EXPECT_EQ(kxFileContents(path(szName)), "older movie") << szName;
             EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList()) << szName;
         }
 }
@@ -361,7 +350,7 @@ TEST_F(EncoderTest, AMovieRemovedWhileWrittenIsLostAndItsSuccessorKept)
     {
         CKXLogFile::clearRecentLines();
         const QString strFile = strFolder + "/" + szName;
-        writeFile(strFile, "older movie");
+        kxWriteFile(strFile, "older movie");
         VideoEncoderMAC encoder;
         ASSERT_TRUE(encoder.createMovieFile(strFile, 320, 240, 1000000, 20, 25));
         for (int i = 0; i < 3; ++i)
@@ -373,15 +362,15 @@ TEST_F(EncoderTest, AMovieRemovedWhileWrittenIsLostAndItsSuccessorKept)
         const QString strPartial = strFolder + "/" + partials[0];
         ASSERT_TRUE(bFolder ? QDir(strFolder).removeRecursively() : QFile::remove(strPartial));
         if (bReplaced)
-            writeFile(strPartial, "user's");
+            kxWriteFile(strPartial, "user's");
         EXPECT_FALSE(encoder.encodeImage(textured(Qt::gray, 3))) << szName;
         EXPECT_TRUE(logHas("was removed or replaced while it was being written")) << szName;
         CKXLogFile::clearRecentLines();
         EXPECT_FALSE(encoder.encodeImage(textured(Qt::gray, 4)));
         EXPECT_FALSE(encoder.close()) << szName;
         EXPECT_EQ(logText(), QString()) << szName; // said once, at the frame that noticed
-        EXPECT_EQ(contents(strPartial), bReplaced ? "user's" : "(none)") << szName;
-        EXPECT_EQ(contents(strFile), bFolder ? "(none)" : "older movie") << szName;
+        EXPECT_EQ(kxFileContents(strPartial), bReplaced ? "user's" : "(none)") << szName;
+        EXPECT_EQ(kxFileContents(strFile), bFolder ? "(none)" : "older movie") << szName;
         QFile::remove(strPartial);
         ASSERT_TRUE(QDir().mkpath(strFolder));
     }
@@ -446,19 +435,19 @@ TEST_F(EncoderTest, EmptyMovieIsRemovedAndDestructorFinishesAMovie)
 TEST_F(EncoderTest, AnOlderMovieIsReplacedOnlyByAFinishedOne)
 {
     const QString strMovie = path("talk.mp4");
-    writeFile(strMovie, "older movie");
+    kxWriteFile(strMovie, "older movie");
     ASSERT_TRUE(
         QFile::setPermissions(strMovie, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
     VideoEncoderMAC encoder;
     ASSERT_TRUE(encoder.createMovieFile(strMovie, 1920, 1080, 1000000, 20, 25));
     for (int i = 0; i < 8; ++i) // more than the queue holds: the caller waits for the worker
         ASSERT_TRUE(encoder.encodeImage(filled(1920, 1080, QColor::fromHsv(i * 40, 200, 200))));
-    EXPECT_EQ(contents(strMovie), "older movie");
+    EXPECT_EQ(kxFileContents(strMovie), "older movie");
     EXPECT_EQ(partialFiles(m_tempDir.path()).size(), 1);
     encoder.discard();
     EXPECT_FALSE(encoder.isOpen());
     EXPECT_TRUE(encoder.close()); // nothing left to close
-    EXPECT_EQ(contents(strMovie), "older movie");
+    EXPECT_EQ(kxFileContents(strMovie), "older movie");
     EXPECT_EQ(partialFiles(m_tempDir.path()), QStringList());
     EXPECT_EQ(logText(), QString());
 
@@ -472,7 +461,7 @@ TEST_F(EncoderTest, AnOlderMovieIsReplacedOnlyByAFinishedOne)
 
     // Through a link the linked movie is replaced and the link stays.
     ASSERT_TRUE(QDir().mkpath(path("real")));
-    writeFile(path("real/clip.mpg"), "older movie");
+    kxWriteFile(path("real/clip.mpg"), "older movie");
     ASSERT_TRUE(QFile::link(path("real/clip.mpg"), path("link.mpg")));
     ASSERT_TRUE(encoder.createMovieFile(path("link.mpg"), 64, 64, 1000000, 20, 25));
     ASSERT_TRUE(encoder.encodeImage(filled(64, 64, Qt::blue)));
@@ -500,7 +489,7 @@ TEST_F(EncoderTest, AnOlderMovieIsReplacedOnlyByAFinishedOne)
 TEST_F(EncoderTest, AKilledRecordingKeepsTheOlderMovieAndItsLeftoverIsRemovedLater)
 {
     const QString strMovie = path("killed.mp4");
-    writeFile(strMovie, "older movie");
+    kxWriteFile(strMovie, "older movie");
     int pipeFds[2];
     ASSERT_EQ(pipe(pipeFds), 0);
     const pid_t nChild = fork();
@@ -524,7 +513,7 @@ TEST_F(EncoderTest, AKilledRecordingKeepsTheOlderMovieAndItsLeftoverIsRemovedLat
     ASSERT_EQ(waitpid(nChild, &nStatus, 0), nChild);
     ASSERT_TRUE(bRecording);
     EXPECT_TRUE(WIFSIGNALED(nStatus));
-    EXPECT_EQ(contents(strMovie), "older movie");
+    EXPECT_EQ(kxFileContents(strMovie), "older movie");
     QStringList partials = partialFiles(m_tempDir.path());
     ASSERT_EQ(partials.size(), 1);
     EXPECT_EQ(CKXPartialMovieFile::ownerOf(partials[0]), nChild);
@@ -541,7 +530,7 @@ TEST_F(EncoderTest, AKilledRecordingKeepsTheOlderMovieAndItsLeftoverIsRemovedLat
     EXPECT_EQ(partialFiles(m_tempDir.path()).size(), 2);
     running.discard();
     next.discard();
-    EXPECT_EQ(contents(strMovie), "older movie");
+    EXPECT_EQ(kxFileContents(strMovie), "older movie");
 }
 
 TEST(MovieExporterTest, ListsTheThreeMovieTypesOfThisFfmpeg)
