@@ -105,27 +105,13 @@ QString frameText(const SSpKeyFrameAttributes& f)
     for (auto it = f.organsVisibility.cbegin(); it != f.organsVisibility.cend(); ++it)
         s << " '" << it.key() << "'=" << it.value();
     s << "\n controls " << list(c.viewFlags, 6) << ' ' << colour(c.meshColor) << ' '
-      << coretest::flags({c.meshRenderVertices,
-                          c.meshRenderWireframe,
-                          c.meshRenderSolid,
-                          c.meshRenderWireSolid,
-                          c.organRenderVertices,
-                          c.organRenderWireframe,
-                          c.organRenderSolid,
-                          c.organRenderWireSolid,
-                          c.meshShadeBox,
-                          c.meshShadeSmoothSolid,
-                          c.meshShadeLit,
-                          c.meshShadeSolidLit,
-                          c.organShadeBox,
-                          c.organShadeSmoothSolid,
-                          c.organShadeLit,
-                          c.organShadeSolidLit,
-                          c.meshVisible,
-                          c.flagA,
-                          c.flagB,
-                          c.organFlag,
-                          c.organsVisible})
+      << coretest::flags({c.meshRenderVertices, c.meshRenderWireframe, c.meshRenderSolid,
+                          c.meshRenderWireSolid, c.organRenderVertices, c.organRenderWireframe,
+                          c.organRenderSolid, c.organRenderWireSolid, c.meshShadeBox,
+                          c.meshShadeSmoothSolid, c.meshShadeLit})
+      << coretest::flags({c.meshShadeSolidLit, c.organShadeBox, c.organShadeSmoothSolid,
+                          c.organShadeLit, c.organShadeSolidLit, c.meshVisible, c.flagA, c.flagB,
+                          c.organFlag, c.organsVisible})
       << ' ' << list(c.extraRenderFlags, 8) << ' ' << c.controlMode << ' '
       << list(c.displayFlags, 16) << ' ' << list(c.intSettings, 3) << ' ' << c.meshOpacity << ' '
       << list(c.intSettings2, 2) << ' ' << list(c.doubleSettings, 12) << " '" << c.name1 << "' '"
