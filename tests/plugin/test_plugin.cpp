@@ -1,6 +1,7 @@
 // The 3D Animation plug-in loaded through QPluginLoader into the real viewer main window with
 // its two sample sequences. Everything is driven through the plug-in's action, the dialog's
 // widgets and slots, and read back from the viewer's scene and 3D view.
+#include "../common/KXTestFiles.h"
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 #include "CKXSampleScene.h"
@@ -85,13 +86,11 @@ protected:
     void loadKeyFrames(const QByteArray& keyFrames)
     {
         QTemporaryDir dir;
-        QFile file(dir.filePath("frames.vkf"));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                   "<!DOCTYPE KX42.KeyFrameAnimation.Data>\n<KeyFrameAnimation>\n" +
-                   keyFrames + "</KeyFrameAnimation>\n");
-        file.close();
-        CKXAutomation::enqueueFileName(file.fileName());
+        kxWriteFile(dir.filePath("frames.vkf"),
+                    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                    "<!DOCTYPE KX42.KeyFrameAnimation.Data>\n<KeyFrameAnimation>\n" +
+                        keyFrames + "</KeyFrameAnimation>\n");
+        CKXAutomation::enqueueFileName(dir.filePath("frames.vkf"));
         click("m_pLoadAnimButton");
     }
 

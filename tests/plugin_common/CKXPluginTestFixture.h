@@ -19,17 +19,36 @@
 #include <QApplication>
 #include <QDir>
 #include <QListWidget>
+#include <QMap>
+#include <QProcess>
 #include <QSpinBox>
 
 #include <gtest/gtest.h>
 
-// The four components of a rotation agree within dTolerance.
 // The hidden files movies are written to until they are complete, in strFolder.
 inline QStringList partialFiles(const QString& strFolder)
 {
     return QDir(strFolder).entryList({".*kxpart*"}, QDir::Files | QDir::Hidden);
 }
 
+// Frame count, width, height and duration of a movie as ffprobe reads them (none when it
+// is no movie).
+inline QMap<QString, QString> probeMovie(const QString& strFile)
+{
+    QProcess process;
+    process.start("ffprobe", {"-v", "error", "-select_streams", "v:0", "-count_frames",
+                              "-show_entries", "stream=nb_read_frames,width,height:format=duration",
+                              "-of", "default=nw=1", strFile});
+    process.waitForFinished(20000);
+    QMap<QString, QString> values;
+    for (const QString& strLine : QString::fromUtf8(process.readAllStandardOutput()).split('\n'))
+    {
+        values.insert(strLine.section('=', 0, 0), strLine.section('=', 1));
+    }
+    return values;
+}
+
+// The four components of a rotation agree within dTolerance.
 inline void expectRotationNear(const unitquaternion& actual, const unitquaternion& expected,
                                double dTolerance)
 {

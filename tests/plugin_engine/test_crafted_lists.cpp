@@ -124,17 +124,6 @@ qint64 memoryMB(const char* pszField)
     return -1;
 }
 
-// Video frames of a movie as ffprobe counts them ("" when it is no movie).
-QString movieFrames(const QString& strFile)
-{
-    QProcess process;
-    process.start("ffprobe",
-                  {"-v", "error", "-select_streams", "v:0", "-count_frames", "-show_entries",
-                   "stream=nb_read_frames", "-of", "default=nw=1:nk=1", strFile});
-    process.waitForFinished(20000);
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
-
 bool isFinite(const unitquaternion& q)
 {
     return std::isfinite(q.w()) && std::isfinite(q.x()) && std::isfinite(q.y()) &&
@@ -251,7 +240,7 @@ protected:
         }
         else
         {
-            EXPECT_EQ(movieFrames(path(strName)), QString::number(nFrames))
+            EXPECT_EQ(probeMovie(path(strName)).value("nb_read_frames"), QString::number(nFrames))
                 << strName.toStdString();
         }
     }
