@@ -220,9 +220,7 @@ TEST_F(EncoderTest, OddViewFillsEvenMovieByRepeatingTheEdge)
 
 TEST_F(EncoderTest, RefusesBadMoviesWithALogLineAndNoFile)
 {
-    QFile blocker(path("plainfile"));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    kxWriteFile(path("plainfile"), QByteArray());
     const struct
     {
         QString strFile;
@@ -255,14 +253,10 @@ TEST_F(EncoderTest, RefusesBadMoviesWithALogLineAndNoFile)
     }
 
     // A refused movie never truncates a file that was there before.
-    QFile old(path("old.mp4"));
-    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-    old.write("keep me");
-    old.close();
+    kxWriteFile(path("old.mp4"), "keep me");
     VideoEncoderMAC encoder;
-    EXPECT_FALSE(encoder.createMovieFile(old.fileName(), 320, 240, 1000000, 20, 99));
-    ASSERT_TRUE(old.open(QIODevice::ReadOnly));
-    EXPECT_EQ(old.readAll(), QByteArray("keep me"));
+    EXPECT_FALSE(encoder.createMovieFile(path("old.mp4"), 320, 240, 1000000, 20, 99));
+    EXPECT_EQ(kxFileContents(path("old.mp4")), "keep me");
 }
 
 TEST_F(EncoderTest, RefusesAReadOnlyFolder)
