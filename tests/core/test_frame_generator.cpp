@@ -56,8 +56,9 @@ TEST(FrameGenerator, FrameCountsFollowTheFloatAccumulation)
     }
 }
 
-// The kept dump pins every other interpolated value; its input has no segment towards a key
-// frame that lacks one of the sources, which must fade towards a default source.
+// The interpolated values are checked against the kept dump of every frame (FrameGolden), whose
+// input has no segment towards a key frame that lacks one of the sources: such a source must
+// fade towards a default one, not hold its own values.
 TEST(FrameGenerator, ASourceTheNextKeyFrameLacksFadesTowardsTheDefault)
 {
     SFrameGenerationInput in = inputFor({0, 100}, 4, 1);
