@@ -83,6 +83,14 @@ CKXSequenceWindowImpl::CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKX
     m_bLoadedVolumeVisible = isMultimodalityVolumeVisible();
 
     connect(m_pTabs, &QTabWidget::currentChanged, this, &CKXSequenceWindowImpl::onSignalTabChanged);
+    // A view larger than its window shows its middle, where the subject is, as the window is
+    // shown and resized, until the user scrolls.
+    for (QScrollBar* pBar :
+         {m_pViewScroll->horizontalScrollBar(), m_pViewScroll->verticalScrollBar()})
+    {
+        connect(pBar, &QScrollBar::rangeChanged, this, &CKXSequenceWindowImpl::centreView);
+        connect(pBar, &QScrollBar::actionTriggered, this, [this] { m_bCentreView = false; });
+    }
     // A new framebuffer may come from another pixel ratio (the window moved to another screen).
     connect(m_pView, &QOpenGLWidget::resized, this, &CKXSequenceWindowImpl::applyViewPixelSize);
     CKXSequenceRegistry::add(m_pSequence.get(), this);
@@ -216,8 +224,15 @@ void CKXSequenceWindowImpl::setViewPixelSize(const QSize& size)
         m_pViewScroll->setWidgetResizable(true);
         return;
     }
+    m_bCentreView = true;
     applyViewPixelSize();
-    // A view larger than its window opens on its middle, where the subject is.
+    centreView();
+}
+
+void CKXSequenceWindowImpl::centreView()
+{
+    if (!m_bCentreView)
+        return;
     for (QScrollBar* pBar :
          {m_pViewScroll->horizontalScrollBar(), m_pViewScroll->verticalScrollBar()})
         pBar->setValue((pBar->minimum() + pBar->maximum()) / 2);

@@ -93,6 +93,7 @@ private:
     QWidget* createImageTab();
     void refreshInfo();
     void applyViewPixelSize();
+    void centreView();
 
     std::unique_ptr<CKXSSequenceDataset> m_pSequence;
     CKXSDataset* m_pDataset;
@@ -100,7 +101,8 @@ private:
     CKXSampleScene* m_pScene;
     CKXGLView* m_pView;
     QScrollArea* m_pViewScroll;
-    QSize m_viewPixelSize; // invalid: the view fills its tab
+    QSize m_viewPixelSize;      // invalid: the view fills its tab
+    bool m_bCentreView = false; // a fixed-size view shows its middle until the user scrolls
     std::unique_ptr<CKXSceneToolInfo> m_pToolInfo;
     QTabWidget* m_pTabs;
     QLabel* m_pSnapshotLabel = nullptr;
