@@ -4,6 +4,7 @@
 #include "CKXAppState.h"
 #include "CKXDataMenu.h"
 #include "CKXDatasetLoader.h"
+#include "CKXGLView.h"
 #include "CKXProcess.h"
 #include "CKXSDataset.h"
 #include "CKXSMessageBox.h"
@@ -209,12 +210,7 @@ void CKXMainWindow::createViewSizeMenu(QMenu* pViewMenu)
         pAction->setCheckable(true);
         pAction->setProperty(kViewSizeProperty, size);
         m_pViewSizeGroup->addAction(pAction);
-        connect(pAction, &QAction::triggered, this,
-                [this, size]()
-                {
-                    QString strError;
-                    setViewPixelSize(size, strError);
-                });
+        connect(pAction, &QAction::triggered, this, [this, size]() { chooseViewPixelSize(size); });
     }
     m_pCustomViewSizeAction = pSizes->addAction(tr("&Custom..."));
     m_pCustomViewSizeAction->setCheckable(true);
@@ -255,6 +251,22 @@ bool CKXMainWindow::setViewPixelSize(const QSize& size, QString& strError)
         checkViewSizeAction();
         return false;
     }
+    for (CKXSequenceWindowImpl* pWindow : sequenceWindows())
+    {
+        const QSize limit = pWindow->glView()->maxFramebufferSize();
+        if (wanted.isValid() && limit.isValid() &&
+            (wanted.width() > limit.width() || wanted.height() > limit.height()))
+        {
+            strError = tr("The 3D view cannot be %1 x %2 pixels: this system's OpenGL draws at "
+                          "most %3 x %4.")
+                           .arg(wanted.width())
+                           .arg(wanted.height())
+                           .arg(limit.width())
+                           .arg(limit.height());
+            checkViewSizeAction();
+            return false;
+        }
+    }
     strError.clear();
     m_viewPixelSize = wanted;
     for (CKXSequenceWindowImpl* pWindow : sequenceWindows())
@@ -281,8 +293,15 @@ void CKXMainWindow::onClickCustomViewSize()
         checkViewSizeAction(); // the menu shows the size still in force
         return;
     }
+    chooseViewPixelSize(dialog.pixelSize());
+}
+
+void CKXMainWindow::chooseViewPixelSize(const QSize& size)
+{
     QString strError;
-    setViewPixelSize(dialog.pixelSize(), strError);
+    if (!setViewPixelSize(size, strError))
+        CKXSMessageBox::information(this, CKXUtilityFns::getAppName(), strError, QString(),
+                                    QString(), QString(), 0, -1);
 }
 
 void CKXMainWindow::openDefaultSequences()

@@ -126,6 +126,8 @@ private:
     void createMenus();
     void createViewSizeMenu(QMenu* pViewMenu);
     void checkViewSizeAction();
+    // Applies a size the user chose, or tells why it cannot be.
+    void chooseViewPixelSize(const QSize& size);
     void closeAllSequences();
     bool isStillTiled() const;
 
