@@ -72,8 +72,11 @@ QImage grabMainWindow(CKXMainWindow& window)
         const QImage frame = pView->grabFramebuffer();
         if (!frame.isNull())
         {
-            const QRect rcTarget(pView->mapTo(&window, QPoint(0, 0)), pView->size());
-            painter.drawImage(rcTarget, frame);
+            // A view of a fixed size larger than its window scrolls: only its visible part is
+            // drawn, not over the widgets around it.
+            const QPoint origin = pView->mapTo(&window, QPoint(0, 0));
+            painter.setClipRegion(pView->visibleRegion().translated(origin));
+            painter.drawImage(QRect(origin, pView->size()), frame);
         }
     }
     return image;

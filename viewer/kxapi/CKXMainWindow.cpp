@@ -4,14 +4,18 @@
 #include "CKXAppState.h"
 #include "CKXDataMenu.h"
 #include "CKXDatasetLoader.h"
+#include "CKXGLView.h"
 #include "CKXProcess.h"
 #include "CKXSDataset.h"
 #include "CKXSMessageBox.h"
 #include "CKXSampleScene.h"
 #include "CKXSequenceWindowImpl.h"
 #include "CKXUtilityFns.h"
+#include "CKXViewSizeDialog.h"
+#include "KXAutomation.h"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDockWidget>
@@ -25,7 +29,9 @@
 #include <QMenuBar>
 #include <QMimeData>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QScrollArea>
+#include <QSettings>
 #include <QStatusBar>
 
 #include <cmath>
@@ -35,6 +41,22 @@ namespace
 {
 CKXMainWindow* g_pInstance = nullptr;
 const char* const kPlaceholderProperty = "kxToolsPlaceholder";
+const char* const kViewSizeKey = "viewPixelSize";
+const char* const kViewSizeProperty = "kxViewPixelSize";
+
+// "1920x1080" for a size, "fit" for none: how the choice is kept in the settings.
+QString viewSizeText(const QSize& size)
+{
+    return size.isValid() ? QStringLiteral("%1x%2").arg(size.width()).arg(size.height())
+                          : QStringLiteral("fit");
+}
+
+QSize viewSizeOfText(const QString& strText)
+{
+    const QRegularExpressionMatch match =
+        QRegularExpression(QStringLiteral("^(\\d{1,5})x(\\d{1,5})$")).match(strText);
+    return match.hasMatch() ? QSize(match.captured(1).toInt(), match.captured(2).toInt()) : QSize();
+}
 } // namespace
 
 CKXMainWindow::CKXMainWindow(QWidget* pParent)
@@ -68,6 +90,12 @@ CKXMainWindow::CKXMainWindow(QWidget* pParent)
     addDockWidget(Qt::RightDockWidgetArea, m_pPaletteDock);
 
     createMenus();
+    if (!CKXAutomation::isEnabled())
+    {
+        // A stored size that is no longer acceptable (edited by hand) leaves the views fitting.
+        QString strIgnored;
+        setViewPixelSize(viewSizeOfText(QSettings().value(kViewSizeKey).toString()), strIgnored);
+    }
     statusBar()->showMessage(
         tr("3D view: left drag rotates, right drag pans, the wheel moves the camera."));
 }
@@ -144,6 +172,8 @@ void CKXMainWindow::createMenus()
     pView->addSeparator();
     pView->addAction(tr("&Tile Windows"), this, &CKXMainWindow::onClickTileWindows);
     pView->addAction(m_pPaletteDock->toggleViewAction());
+    pView->addSeparator();
+    createViewSizeMenu(pView);
 
     m_pToolsMenu = menuBar()->addMenu(tr("&Tools"));
     QAction* pPlaceholder = m_pToolsMenu->addAction(tr("(no tools loaded)"));
@@ -161,6 +191,117 @@ void CKXMainWindow::createMenus()
                    "reconstructed light sources, with tool plug-ins.")
                     .arg(CKXUtilityFns::getAppName()));
         });
+}
+
+void CKXMainWindow::createViewSizeMenu(QMenu* pViewMenu)
+{
+    QMenu* pSizes = pViewMenu->addMenu(tr("3D View &Size"));
+    pSizes->setObjectName(QStringLiteral("ViewSizeMenu"));
+    m_pViewSizeGroup = new QActionGroup(this);
+    m_pViewSizeGroup->setExclusive(true);
+    const std::pair<QString, QSize> kSizes[] = {{tr("&Fit Window"), QSize()},
+                                                {tr("1280x720"), QSize(1280, 720)},
+                                                {tr("1920x1080"), QSize(1920, 1080)},
+                                                {tr("3840x2160"), QSize(3840, 2160)}};
+    for (const auto& entry : kSizes)
+    {
+        const QSize size = entry.second;
+        QAction* pAction = pSizes->addAction(entry.first);
+        pAction->setCheckable(true);
+        pAction->setProperty(kViewSizeProperty, size);
+        m_pViewSizeGroup->addAction(pAction);
+        connect(pAction, &QAction::triggered, this, [this, size]() { chooseViewPixelSize(size); });
+    }
+    m_pCustomViewSizeAction = pSizes->addAction(tr("&Custom..."));
+    m_pCustomViewSizeAction->setCheckable(true);
+    m_pViewSizeGroup->addAction(m_pCustomViewSizeAction);
+    connect(m_pCustomViewSizeAction, &QAction::triggered, this,
+            &CKXMainWindow::onClickCustomViewSize);
+    checkViewSizeAction();
+}
+
+QList<QAction*> CKXMainWindow::viewSizeActions() const
+{
+    return m_pViewSizeGroup ? m_pViewSizeGroup->actions() : QList<QAction*>();
+}
+
+void CKXMainWindow::checkViewSizeAction()
+{
+    if (!m_pViewSizeGroup)
+        return;
+    QAction* pChecked = m_pCustomViewSizeAction;
+    for (QAction* pAction : m_pViewSizeGroup->actions())
+    {
+        if (pAction != m_pCustomViewSizeAction &&
+            pAction->property(kViewSizeProperty).toSize() == m_viewPixelSize)
+            pChecked = pAction;
+    }
+    pChecked->setChecked(true);
+    m_pCustomViewSizeAction->setText(
+        pChecked == m_pCustomViewSizeAction
+            ? tr("&Custom (%1 x %2)...").arg(m_viewPixelSize.width()).arg(m_viewPixelSize.height())
+            : tr("&Custom..."));
+}
+
+bool CKXMainWindow::setViewPixelSize(const QSize& size, QString& strError)
+{
+    const QSize wanted = size.isValid() ? size : QSize();
+    if (wanted.isValid() && !CKXViewSizeDialog::isAcceptable(wanted, strError))
+    {
+        checkViewSizeAction();
+        return false;
+    }
+    for (CKXSequenceWindowImpl* pWindow : sequenceWindows())
+    {
+        const QSize limit = pWindow->glView()->maxFramebufferSize();
+        if (wanted.isValid() && limit.isValid() &&
+            (wanted.width() > limit.width() || wanted.height() > limit.height()))
+        {
+            strError = tr("The 3D view cannot be %1 x %2 pixels: this system's OpenGL draws at "
+                          "most %3 x %4.")
+                           .arg(wanted.width())
+                           .arg(wanted.height())
+                           .arg(limit.width())
+                           .arg(limit.height());
+            checkViewSizeAction();
+            return false;
+        }
+    }
+    strError.clear();
+    m_viewPixelSize = wanted;
+    for (CKXSequenceWindowImpl* pWindow : sequenceWindows())
+        pWindow->setViewPixelSize(m_viewPixelSize);
+    checkViewSizeAction();
+    if (!CKXAutomation::isEnabled())
+        QSettings().setValue(kViewSizeKey, viewSizeText(m_viewPixelSize));
+    if (m_viewPixelSize.isValid())
+        statusBar()->showMessage(tr("3D views are %1 x %2 pixels; a larger view than its "
+                                    "window scrolls.")
+                                     .arg(m_viewPixelSize.width())
+                                     .arg(m_viewPixelSize.height()),
+                                 6000);
+    else
+        statusBar()->showMessage(tr("3D views fill their windows."), 4000);
+    return true;
+}
+
+void CKXMainWindow::onClickCustomViewSize()
+{
+    CKXViewSizeDialog dialog(m_viewPixelSize, this);
+    if (dialog.exec() != QDialog::Accepted)
+    {
+        checkViewSizeAction(); // the menu shows the size still in force
+        return;
+    }
+    chooseViewPixelSize(dialog.pixelSize());
+}
+
+void CKXMainWindow::chooseViewPixelSize(const QSize& size)
+{
+    QString strError;
+    if (!setViewPixelSize(size, strError))
+        CKXSMessageBox::information(this, CKXUtilityFns::getAppName(), strError, QString(),
+                                    QString(), QString(), 0, -1);
 }
 
 void CKXMainWindow::openDefaultSequences()
@@ -192,6 +333,7 @@ CKXSequenceWindowImpl* CKXMainWindow::openSequence(CKXSampleScene* pScene, const
     CKXSSequenceDataset* pSequence = new CKXSSequenceDataset(strID, strTitle);
     CKXSequenceWindowImpl* pWindow =
         new CKXSequenceWindowImpl(pSequence, m_pDataset, pScene, strSubject);
+    pWindow->setViewPixelSize(m_viewPixelSize);
 
     // Synchronous: a plug-in must see a content change before the next one happens.
     connect(pWindow, &CKXSequenceWindowImpl::signal3DViewChanged, this,

@@ -17,6 +17,7 @@
 #include <QMainWindow>
 #include <QPointer>
 #include <QRect>
+#include <QSize>
 
 #include "CKXSceneFile.h"
 
@@ -27,6 +28,7 @@ class CKXSampleScene;
 class CKXSSequenceDataset;
 class CKXSequenceWindowImpl;
 class QAction;
+class QActionGroup;
 class QDockWidget;
 class QMdiArea;
 class QMdiSubWindow;
@@ -78,12 +80,24 @@ public:
     // Widgets tool plug-ins handed over (their tool windows).
     QList<QWidget*> adoptedWidgets() const;
 
+    // The size of every sequence window's 3D view in device pixels, for recordings of a chosen
+    // size (View > 3D View Size); an invalid size lets each view fill its window. Windows
+    // opened later take it too. A size outside CKXViewSizeDialog's limits is refused (false,
+    // with the reason in strError) and changes nothing. Remembered in the user's settings
+    // unless automation is on.
+    bool setViewPixelSize(const QSize& size, QString& strError);
+    QSize viewPixelSize() const { return m_viewPixelSize; }
+    // The entries of View > 3D View Size, in menu order; the checked one is the current size.
+    QList<QAction*> viewSizeActions() const;
+
 public slots:
     void onClickOpenSequence();
     void onClickCloseSequence();
     void onClickReloadScene();
     void onClickResetCamera();
     void onClickTileWindows();
+    // View > 3D View Size > Custom...: asks for a size and applies it.
+    void onClickCustomViewSize();
     // From a tool plug-in: keep the widget as a tool window beside the workspace.
     void onSignalAddWidgetToWorkspace(QWidget* pWidget);
     // From a tool plug-in: enable or disable its action.
@@ -110,6 +124,10 @@ private slots:
 
 private:
     void createMenus();
+    void createViewSizeMenu(QMenu* pViewMenu);
+    void checkViewSizeAction();
+    // Applies a size the user chose, or tells why it cannot be.
+    void chooseViewPixelSize(const QSize& size);
     void closeAllSequences();
     bool isStillTiled() const;
 
@@ -122,6 +140,9 @@ private:
     QAction* m_pCloseAction = nullptr;
     QAction* m_pReloadAction = nullptr;
     QAction* m_pResetCameraAction = nullptr;
+    QActionGroup* m_pViewSizeGroup = nullptr;
+    QAction* m_pCustomViewSizeAction = nullptr;
+    QSize m_viewPixelSize;                                // invalid: each view fills its window
     QList<QPointer<CKXSequenceWindowImpl>> m_listWindows; // open, in opening order
     QPointer<CKXSequenceWindowImpl> m_pNotifiedWindow;    // last announced as changed
     QList<QPointer<QWidget>> m_listAdopted;

@@ -15,6 +15,8 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTabWidget>
 #include <QTextBrowser>
 #include <QVBoxLayout>
@@ -25,6 +27,20 @@ const QString kTab3DView = QStringLiteral("3D View");
 const QString kTabImage = QStringLiteral("Image");
 const QString kTabInfo = QStringLiteral("Info");
 const QString kMultimodalityVolume = QStringLiteral("GLVolume");
+
+// The widget size whose framebuffer is nDevice pixels at that pixel ratio. The framebuffer is
+// the widget size times the ratio, rounded; with a fractional ratio not every device size has
+// such a widget size, and the nearest one is taken.
+int logicalExtent(int nDevice, qreal dRatio)
+{
+    const int nGuess = qMax(1, qRound(nDevice / dRatio));
+    for (int nCandidate : {nGuess, nGuess - 1, nGuess + 1})
+    {
+        if (nCandidate > 0 && qRound(nCandidate * dRatio) == nDevice)
+            return nCandidate;
+    }
+    return nGuess;
+}
 } // namespace
 
 CKXSequenceWindowImpl::CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKXSDataset* pDataset,
@@ -32,8 +48,8 @@ CKXSequenceWindowImpl::CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKX
                                              QWidget* pParent)
     : CKXSSequenceWindow(pParent), m_pSequence(pSequence), m_pDataset(pDataset),
       m_strSubject(strSubject), m_pScene(pScene), m_pView(new CKXGLView(m_pScene)),
-      m_pToolInfo(new CKXSceneToolInfo(m_pScene)), m_pTabs(new QTabWidget(this)),
-      m_pInfoBrowser(new QTextBrowser)
+      m_pViewScroll(new QScrollArea), m_pToolInfo(new CKXSceneToolInfo(m_pScene)),
+      m_pTabs(new QTabWidget(this)), m_pInfoBrowser(new QTextBrowser)
 {
     setObjectName(QStringLiteral("SequenceWindow_%1")
                       .arg(pSequence ? pSequence->getSequenceID() : QString()));
@@ -45,7 +61,15 @@ CKXSequenceWindowImpl::CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKX
     m_pTabs->setObjectName(QStringLiteral("SequenceTabs"));
     m_pTabs->setDocumentMode(true);
     m_pTabs->setTabPosition(QTabWidget::South);
-    m_pTabs->addTab(m_pView, kTab3DView);
+    // The view fills the page unless it has a fixed size; a larger one scrolls. The wheel over
+    // the view moves the camera, so the scroll bars are what scrolls.
+    m_pViewScroll->setObjectName(QStringLiteral("GLViewScroll"));
+    m_pViewScroll->setFrameShape(QFrame::NoFrame);
+    m_pViewScroll->setWidgetResizable(true);
+    m_pViewScroll->setAlignment(Qt::AlignCenter);
+    m_pViewScroll->setBackgroundRole(QPalette::Dark);
+    m_pViewScroll->setWidget(m_pView);
+    m_pTabs->addTab(m_pViewScroll, kTab3DView);
     m_pTabs->addTab(createImageTab(), kTabImage);
     m_pInfoBrowser->setObjectName(QStringLiteral("InfoBrowser"));
     m_pTabs->addTab(m_pInfoBrowser, kTabInfo);
@@ -59,6 +83,16 @@ CKXSequenceWindowImpl::CKXSequenceWindowImpl(CKXSSequenceDataset* pSequence, CKX
     m_bLoadedVolumeVisible = isMultimodalityVolumeVisible();
 
     connect(m_pTabs, &QTabWidget::currentChanged, this, &CKXSequenceWindowImpl::onSignalTabChanged);
+    // A view larger than its window shows its middle, where the subject is, as the window is
+    // shown and resized, until the user scrolls.
+    for (QScrollBar* pBar :
+         {m_pViewScroll->horizontalScrollBar(), m_pViewScroll->verticalScrollBar()})
+    {
+        connect(pBar, &QScrollBar::rangeChanged, this, &CKXSequenceWindowImpl::centreView);
+        connect(pBar, &QScrollBar::actionTriggered, this, [this] { m_bCentreView = false; });
+    }
+    // A new framebuffer may come from another pixel ratio (the window moved to another screen).
+    connect(m_pView, &QOpenGLWidget::resized, this, &CKXSequenceWindowImpl::applyViewPixelSize);
     CKXSequenceRegistry::add(m_pSequence.get(), this);
 }
 
@@ -180,6 +214,42 @@ void CKXSequenceWindowImpl::setMultimodalityVolumeVisible(bool bVisible)
     }
 }
 
+void CKXSequenceWindowImpl::setViewPixelSize(const QSize& size)
+{
+    m_viewPixelSize = size.isValid() ? size : QSize();
+    if (!m_viewPixelSize.isValid())
+    {
+        m_pView->setMinimumSize(160, 120);
+        m_pView->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+        m_pViewScroll->setWidgetResizable(true);
+        return;
+    }
+    m_bCentreView = true;
+    applyViewPixelSize();
+    centreView();
+}
+
+void CKXSequenceWindowImpl::centreView()
+{
+    if (!m_bCentreView)
+        return;
+    for (QScrollBar* pBar :
+         {m_pViewScroll->horizontalScrollBar(), m_pViewScroll->verticalScrollBar()})
+        pBar->setValue((pBar->minimum() + pBar->maximum()) / 2);
+}
+
+void CKXSequenceWindowImpl::applyViewPixelSize()
+{
+    if (!m_viewPixelSize.isValid())
+        return;
+    const qreal dRatio = m_pView->devicePixelRatioF();
+    const QSize logical(logicalExtent(m_viewPixelSize.width(), dRatio),
+                        logicalExtent(m_viewPixelSize.height(), dRatio));
+    // Setting the size it already has does nothing: no resize, so no loop through resized().
+    if (m_pView->minimumSize() != logical || m_pView->maximumSize() != logical)
+        m_pView->setFixedSize(logical);
+}
+
 void CKXSequenceWindowImpl::reloadScene()
 {
     m_pScene->applyControls(m_sLoadedControls);
@@ -220,7 +290,7 @@ void CKXSequenceWindowImpl::onSignalTabChanged(int nIndex)
     {
         refreshInfo();
     }
-    else if (pPage && pPage != m_pView)
+    else if (pPage && pPage != m_pViewScroll)
     {
         onClickRefreshSnapshot();
     }

@@ -14,6 +14,7 @@ class CKXSampleScene;
 class CKXSceneToolInfo;
 class CKXSDataset;
 class QLabel;
+class QScrollArea;
 class QTabWidget;
 class QTextBrowser;
 
@@ -46,6 +47,15 @@ public:
     // What the user opened to make this window's dataset; empty for a sample subject.
     const QList<SKXOpenRequest>& openRequests() const { return m_listOpenRequests; }
     void setOpenRequests(const QList<SKXOpenRequest>& list) { m_listOpenRequests = list; }
+    // The 3D view's size in device pixels (its framebuffer's, what a grab and a recorded movie
+    // get), whatever the window's size: a view larger than its tab scrolls. An invalid size
+    // makes the view fill its tab again. Follows a change of the device pixel ratio.
+    void setViewPixelSize(const QSize& size);
+    // The fixed size set, or an invalid size while the view fills its tab.
+    QSize viewPixelSize() const { return m_viewPixelSize; }
+    // The tab page that holds the 3D view.
+    QScrollArea* viewScrollArea() const { return m_pViewScroll; }
+
     // Makes the tab of that title current (case-insensitive); false when there is none.
     bool setCurrentTab(const QString& strTabName);
     QStringList tabNames() const;
@@ -82,12 +92,17 @@ private slots:
 private:
     QWidget* createImageTab();
     void refreshInfo();
+    void applyViewPixelSize();
+    void centreView();
 
     std::unique_ptr<CKXSSequenceDataset> m_pSequence;
     CKXSDataset* m_pDataset;
     QString m_strSubject;
     CKXSampleScene* m_pScene;
     CKXGLView* m_pView;
+    QScrollArea* m_pViewScroll;
+    QSize m_viewPixelSize;      // invalid: the view fills its tab
+    bool m_bCentreView = false; // a fixed-size view shows its middle until the user scrolls
     std::unique_ptr<CKXSceneToolInfo> m_pToolInfo;
     QTabWidget* m_pTabs;
     QLabel* m_pSnapshotLabel = nullptr;

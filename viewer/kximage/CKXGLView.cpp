@@ -202,6 +202,19 @@ void CKXGLView::initializeGL()
         qWarning("CKXGLView: the 3D view cannot render (OpenGL 3.3 core profile required)");
     connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, &CKXGLView::releaseRenderer,
             Qt::UniqueConnection);
+    // The widget draws into a texture with a depth and stencil renderbuffer: the smallest of
+    // their limits and the viewport's bounds the size a fixed view may take.
+    GLint nTexture = 0;
+    GLint nRenderbuffer = 0;
+    GLint anViewport[2] = {0, 0};
+    QOpenGLFunctions* pGL = context()->functions();
+    pGL->glGetIntegerv(GL_MAX_TEXTURE_SIZE, &nTexture);
+    pGL->glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &nRenderbuffer);
+    pGL->glGetIntegerv(GL_MAX_VIEWPORT_DIMS, anViewport);
+    const int nSide = std::min(nTexture, nRenderbuffer);
+    m_maxFramebuffer =
+        nSide > 0 ? QSize(std::min<int>(nSide, anViewport[0]), std::min<int>(nSide, anViewport[1]))
+                  : QSize();
 }
 
 void CKXGLView::resizeGL(int nWidth, int nHeight)

@@ -68,6 +68,9 @@ public:
     // holds: what a paint must show now. The view's size in device pixels, Format_RGB32; null
     // before the view has a GL context. Not counted by renderCount().
     QImage renderFreshFrame();
+    // The largest framebuffer this view's OpenGL implementation can draw into, in device
+    // pixels; invalid before the view has had a GL context.
+    QSize maxFramebufferSize() const { return m_maxFramebuffer; }
 
 signals:
     // The user moved the camera (drag, wheel, pan). Not a change of the scene's content.
@@ -107,6 +110,7 @@ private:
     float m_fDrawnUnitsPerMm = 0.0f;
     QSize m_drawnPixels;
     int m_nRenderCount = 0;
+    QSize m_maxFramebuffer;
 
     void releaseRenderer();
     CKXCamera camera() const;
