@@ -8,7 +8,6 @@
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 #include <draco/core/decoder_buffer.h>
-#include <draco/io/ply_property_reader.h>
 #include <draco/io/ply_reader.h>
 
 #include <QDir>
@@ -18,6 +17,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <malloc.h>
 #include <memory>
 #include <unordered_map>
@@ -67,21 +67,137 @@ struct SPlyField
     std::vector<float> positions; // x, y, z per vertex, as in the file
 };
 
-// Reads the named vertex properties with the PLY library. Empty `strReason` and an empty field
-// when the property holds a value that is not a finite number.
-bool readPlyField(const uchar* pData, qint64 nSize, const QString& strName, SPlyField& field,
-                  QString& strReason)
+// The part of a PLY file the scalar field needs: its header cut after the vertex element, and
+// the vertex entries alone. The faces are most of a mesh file and the field does not need them,
+// so the PLY library is not made to parse them. Empty when the file is not laid out for this
+// (the vertex element is not the first, or a binary vertex has a list), and then the whole
+// file is read.
+QByteArray plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFileCheck& check)
+{
+    const qint64 nSize = file.size();
+    if (check.nVertexDeclEnd < 0 || check.nPlyDataOffset < 0 || check.nDeclaredVertices < 0 ||
+        check.nVertexDeclEnd > check.nPlyDataOffset || check.nVertexDeclEnd > header.size() ||
+        check.nPlyDataOffset > nSize || !file.seek(check.nPlyDataOffset))
+        return QByteArray();
+    static const char kEnd[] = "end_header\n";
+    QByteArray part = header.left(int(check.nVertexDeclEnd)) + kEnd;
+    const int nPrefix = part.size();
+    const qint64 nAvailable = nSize - check.nPlyDataOffset;
+    if (!check.bPlyAscii)
+    {
+        if (check.nVertexEntryBytes <= 0)
+            return QByteArray();
+        // Counts are bounded by the vertex limit, entries by a few hundred bytes: no overflow.
+        const qint64 nBlock = check.nDeclaredVertices * check.nVertexEntryBytes;
+        if (nBlock > nAvailable || nPrefix + nBlock > std::numeric_limits<int>::max())
+            return QByteArray(); // a header that promises more than the file holds
+        part.resize(int(nPrefix + nBlock));
+        return file.read(part.data() + nPrefix, nBlock) == nBlock ? part : QByteArray();
+    }
+    // One vertex per line, as PLY writers put them; a file that spreads its vertices otherwise
+    // fails on this part, and is then read whole.
+    constexpr qint64 kChunk = 1 << 20;
+    qint64 nLines = 0, nScanned = nPrefix;
+    while (nLines < check.nDeclaredVertices && !file.atEnd())
+    {
+        if (part.size() + kChunk > std::numeric_limits<int>::max())
+            return QByteArray();
+        const QByteArray chunk = file.read(kChunk);
+        if (chunk.isEmpty())
+            break;
+        part += chunk;
+        for (const char *p = part.constData() + nScanned, *pEnd = part.constData() + part.size();
+             nLines < check.nDeclaredVertices &&
+             (p = static_cast<const char*>(std::memchr(p, '\n', size_t(pEnd - p))));
+             ++p)
+        {
+            ++nLines;
+            nScanned = p + 1 - part.constData();
+        }
+        if (nLines < check.nDeclaredVertices)
+            nScanned = part.size();
+    }
+    part.truncate(int(nScanned));
+    return part;
+}
+
+// Parses `nSize` bytes of PLY with the PLY library into `reader`; the library's message when it
+// cannot.
+bool parsePly(const char* pData, qint64 nSize, draco::PlyReader& reader, QString& strWhy)
 {
     draco::DecoderBuffer buffer;
-    buffer.Init(reinterpret_cast<const char*>(pData), static_cast<size_t>(nSize));
-    draco::PlyReader reader;
+    buffer.Init(pData, static_cast<size_t>(nSize));
     const draco::Status status = reader.Read(&buffer);
-    if (!status.ok())
+    strWhy = status.ok() ? QString() : QString::fromStdString(status.error_msg_string());
+    return status.ok();
+}
+
+// The `n` values the PLY library parsed for a property, as floats, to every `nStride`th element
+// of `pOut`. The library keeps a property's values packed in the file's type. False for a type
+// it has no number for.
+template <class T>
+void copyValues(const draco::PlyProperty& property, size_t n, float* pOut, int nStride)
+{
+    const char* p = static_cast<const char*>(property.GetDataEntryAddress(0));
+    for (size_t i = 0; i < n; ++i, p += sizeof(T))
     {
-        strReason = QStringLiteral("its vertex field \"%1\" cannot be read: %2")
-                        .arg(strName, QString::fromStdString(status.error_msg_string()));
+        T value;
+        std::memcpy(&value, p, sizeof value); // packed, not aligned
+        pOut[i * nStride] = static_cast<float>(value);
+    }
+}
+
+bool copyAsFloat(const draco::PlyProperty& property, size_t n, float* pOut, int nStride)
+{
+    if (n == 0)
+        return true;
+    switch (property.data_type())
+    {
+    case draco::DT_INT8:
+        copyValues<qint8>(property, n, pOut, nStride);
+        return true;
+    case draco::DT_UINT8:
+        copyValues<quint8>(property, n, pOut, nStride);
+        return true;
+    case draco::DT_INT16:
+        copyValues<qint16>(property, n, pOut, nStride);
+        return true;
+    case draco::DT_UINT16:
+        copyValues<quint16>(property, n, pOut, nStride);
+        return true;
+    case draco::DT_INT32:
+        copyValues<qint32>(property, n, pOut, nStride);
+        return true;
+    case draco::DT_UINT32:
+        copyValues<quint32>(property, n, pOut, nStride);
+        return true;
+    case draco::DT_FLOAT32:
+        copyValues<float>(property, n, pOut, nStride);
+        return true;
+    case draco::DT_FLOAT64:
+    {
+        // Beyond a float's range is not finite, as a float; converting it would be undefined.
+        const char* p = static_cast<const char*>(property.GetDataEntryAddress(0));
+        for (size_t i = 0; i < n; ++i, p += sizeof(double))
+        {
+            double d;
+            std::memcpy(&d, p, sizeof d);
+            pOut[i * nStride] = std::fabs(d) <= std::numeric_limits<float>::max()
+                                    ? static_cast<float>(d)
+                                    : std::numeric_limits<float>::infinity();
+        }
+        return true;
+    }
+    default:
         return false;
     }
+}
+
+// Takes the named vertex property from a parsed file. Empty `strReason` and an empty field when
+// the property holds a value that is not a finite number.
+bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyField& field,
+                  QString& strReason)
+{
     const draco::PlyElement* pVertices = reader.GetElementByName("vertex");
     const draco::PlyProperty* pValue =
         pVertices ? pVertices->GetPropertyByName(strName.toStdString()) : nullptr;
@@ -95,24 +211,32 @@ bool readPlyField(const uchar* pData, qint64 nSize, const QString& strName, SPly
             QStringLiteral("its vertex field \"%1\" is not one number per vertex.").arg(strName);
         return false;
     }
-    const int n = pVertices->num_entries();
+    const size_t n = static_cast<size_t>(pVertices->num_entries());
     field.strName = strName;
-    field.values.resize(static_cast<size_t>(n));
-    field.positions.resize(3 * static_cast<size_t>(n));
-    const draco::PlyPropertyReader<float> value(pValue);
-    const draco::PlyPropertyReader<float> x(pXyz[0]), y(pXyz[1]), z(pXyz[2]);
-    for (int i = 0; i < n; ++i)
+    field.values.resize(n);
+    field.positions.resize(3 * n);
+    if (!copyAsFloat(*pValue, n, field.values.data(), 1))
     {
-        field.values[i] = value.ReadValue(i);
-        if (!std::isfinite(field.values[i]))
+        strReason =
+            QStringLiteral("its vertex field \"%1\" is of a type this viewer does not read.")
+                .arg(strName);
+        field = SPlyField();
+        return false;
+    }
+    for (int c = 0; c < 3; ++c)
+        if (!copyAsFloat(*pXyz[c], n, field.positions.data() + c, 3))
         {
+            strReason = QStringLiteral("its vertex coordinates are of a type this viewer does "
+                                       "not read.");
             field = SPlyField();
-            strReason.clear();
             return false;
         }
-        field.positions[3 * i] = x.ReadValue(i);
-        field.positions[3 * i + 1] = y.ReadValue(i);
-        field.positions[3 * i + 2] = z.ReadValue(i);
+    if (!std::all_of(field.values.begin(), field.values.end(),
+                     [](float f) { return std::isfinite(f); }))
+    {
+        field = SPlyField();
+        strReason.clear();
+        return false;
     }
     return true;
 }
@@ -272,7 +396,8 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     const qint64 nSize = file.size();
     if (nSize <= 0)
         return fail(QStringLiteral("the file is empty."));
-    const SKXMeshFileCheck check = kxCheckMeshFileHeader(file.read(65536), nSize, info.suffix());
+    const QByteArray header = file.read(65536);
+    const SKXMeshFileCheck check = kxCheckMeshFileHeader(header, nSize, info.suffix());
     if (!check.bAcceptable)
         return fail(check.strReason);
     if (check.bIsOff)
@@ -310,15 +435,25 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     SPlyField field;
     if (!listCandidates.isEmpty())
     {
-        const uchar* pData = file.map(0, nSize);
-        if (!pData)
-            return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
         if (progress && !progress(0.0))
             return aborted();
+        const QByteArray part = plyVertexPart(file, header, check);
+        std::unique_ptr<draco::PlyReader> pReader(new draco::PlyReader);
+        QString strWhy;
+        if (part.isEmpty() || !parsePly(part.constData(), part.size(), *pReader, strWhy))
+        {
+            const uchar* pData = file.map(0, nSize);
+            if (!pData)
+                return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
+            pReader.reset(new draco::PlyReader);
+            if (!parsePly(reinterpret_cast<const char*>(pData), nSize, *pReader, strWhy))
+                return fail(QStringLiteral("its vertex field \"%1\" cannot be read: %2")
+                                .arg(listCandidates.first(), strWhy));
+        }
         for (const QString& strName : listCandidates)
         {
             QString strReason;
-            if (readPlyField(pData, nSize, strName, field, strReason))
+            if (takePlyField(*pReader, strName, field, strReason))
                 break;
             if (!strReason.isEmpty())
                 return fail(strReason);
@@ -327,7 +462,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                                            "finite numbers.")
                                 .arg(strName));
         }
-        file.unmap(const_cast<uchar*>(pData));
+        pReader.reset(); // the parsed vertices, before the import library allocates its own
         if (progress && !progress(kFieldPhaseEnd))
             return aborted();
     }
@@ -417,6 +552,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         auto geometry = std::make_shared<CKXGeometry>();
         SKXSurfaceData surface;
         remap.assign(mesh.mNumVertices, -1);
+        const bool bIdentity = use.transform.IsIdentity();
         // Exact sizes: grown vectors would keep up to twice the memory for the surface's life.
         geometry->positions.reserve(3 * size_t(mesh.mNumVertices));
         geometry->indices.reserve(3 * size_t(mesh.mNumFaces));
@@ -438,7 +574,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                 continue;
             aiVector3D p[3];
             for (int c = 0; c < 3; ++c)
-                p[c] = use.transform * mesh.mVertices[k[c]];
+                p[c] = bIdentity ? mesh.mVertices[k[c]] : use.transform * mesh.mVertices[k[c]];
             if (!isFinite(p[0]) || !isFinite(p[1]) || !isFinite(p[2]))
             {
                 bDroppedNonFinite = true;
@@ -452,13 +588,17 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                 int& n = remap[k[c]];
                 if (n < 0)
                 {
-                    n = geometry->addVertex(QVector3D(p[c].x, p[c].y, p[c].z));
+                    n = int(geometry->positions.size() / 3);
+                    geometry->positions.insert(geometry->positions.end(), {p[c].x, p[c].y, p[c].z});
                     if (!field.values.empty())
                         surface.scalars.push_back(field.values[toField[k[c]]]);
                 }
                 corner[c] = n;
             }
-            geometry->addTriangle(corner[0], corner[1], corner[2]);
+            // Straight into the array: a call per triangle is felt on a surface of millions.
+            geometry->indices.insert(
+                geometry->indices.end(),
+                {unsigned(corner[0]), unsigned(corner[1]), unsigned(corner[2])});
         }
         if (geometry->triangleCount() == 0)
             continue;

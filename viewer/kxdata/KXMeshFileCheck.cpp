@@ -65,11 +65,23 @@ SKXMeshFileCheck checkPly(const QByteArray& header, std::int64_t nFileSize)
     bool bAscii = false;
     std::int64_t nMinimum = 0; // bytes of data the header's elements need at least
     std::int64_t nEntries = 0, nEntryBytes = 0;
+    int nElements = 0;
+    bool bVertexFixed = true; // the vertex element's entries have one size (no lists)
     QByteArray currentElement;
-    auto closeElement = [&]() { nMinimum += nEntries * nEntryBytes; };
-    for (const QByteArray& rawLine : header.left(nEnd).split('\n'))
+    auto closeElement = [&]()
     {
-        const QList<QByteArray> words = rawLine.simplified().split(' ');
+        nMinimum += nEntries * nEntryBytes;
+        if (currentElement == "vertex" && nElements == 1 && !bAscii && bVertexFixed)
+            check.nVertexEntryBytes = nEntryBytes;
+    };
+    for (int nLine = 0; nLine < nEnd;)
+    {
+        int nLineEnd = header.indexOf('\n', nLine);
+        if (nLineEnd < 0 || nLineEnd > nEnd)
+            nLineEnd = nEnd;
+        const QList<QByteArray> words = header.mid(nLine, nLineEnd - nLine).simplified().split(' ');
+        const int nLineStart = nLine;
+        nLine = nLineEnd + 1;
         if (words.isEmpty() || words[0].isEmpty())
             continue;
         if (words[0] == "format" && words.size() >= 2)
@@ -77,6 +89,9 @@ SKXMeshFileCheck checkPly(const QByteArray& header, std::int64_t nFileSize)
         else if (words[0] == "element" && words.size() >= 3)
         {
             closeElement();
+            if (currentElement == "vertex" && nElements == 1)
+                check.nVertexDeclEnd = nLineStart;
+            ++nElements;
             bool bOk = false;
             nEntries = words[2].toLongLong(&bOk);
             if (!bOk || nEntries < 0)
@@ -100,10 +115,17 @@ SKXMeshFileCheck checkPly(const QByteArray& header, std::int64_t nFileSize)
             const int nSize = bList ? plyTypeSize(words[2]) : plyTypeSize(words[1]);
             nEntryBytes += bAscii ? 2 : nSize;
             if (currentElement == "vertex")
+            {
                 check.listVertexProperties << QString::fromLatin1(words.last());
+                bVertexFixed = bVertexFixed && !bList && nSize > 0;
+            }
         }
     }
     closeElement();
+    if (currentElement == "vertex" && nElements == 1)
+        check.nVertexDeclEnd = nEnd;
+    check.bPlyAscii = bAscii;
+    check.nPlyDataOffset = nHeaderBytes;
     if (nHeaderBytes + nMinimum > nFileSize)
         return refuse(check, truncated(nMinimum, nFileSize - nHeaderBytes));
     return check;

@@ -20,6 +20,15 @@ struct SKXMeshFileCheck
     QStringList listVertexProperties;
     std::int64_t nDeclaredVertices = -1;
     std::int64_t nDeclaredFaces = -1;
+    // Where the PLY vertex data lies, so that the scalar field can be read without the faces.
+    // nVertexDeclEnd: bytes from the file's start to the end of the vertex element's
+    // declaration (where the next element or "end_header" begins); -1 unless the vertex element
+    // is the first. nVertexEntryBytes: bytes per vertex of a binary file; -1 when the vertex has
+    // a list property or a type of unknown size.
+    bool bPlyAscii = false;
+    std::int64_t nPlyDataOffset = -1; // bytes of the header, "end_header" line included
+    std::int64_t nVertexDeclEnd = -1;
+    std::int64_t nVertexEntryBytes = -1;
 };
 
 // Looks at the first bytes of the file (PLY, STL and OFF headers, recognised by content; a binary
