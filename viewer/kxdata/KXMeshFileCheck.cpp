@@ -56,9 +56,19 @@ SKXMeshFileCheck checkPly(const QByteArray& header, std::int64_t nFileSize)
 {
     SKXMeshFileCheck check;
     check.bIsPly = true;
-    const int nEnd = header.indexOf("end_header");
+    // The end must be a line of its own: the import library reads on past one buried in
+    // another line, and then never returns.
+    int nEnd = -1;
+    for (int nAt = header.indexOf("\nend_header"); nAt >= 0 && nEnd < 0;
+         nAt = header.indexOf("\nend_header", nAt + 1))
+    {
+        const int nEol = header.indexOf('\n', nAt + 1);
+        const QByteArray rest = header.mid(nAt + 11, nEol < 0 ? -1 : nEol - nAt - 11);
+        if (rest.trimmed().isEmpty())
+            nEnd = nAt + 1;
+    }
     if (nEnd < 0)
-        return refuse(check, QStringLiteral("its PLY header has no end (\"end_header\")."));
+        return refuse(check, QStringLiteral("its PLY header has no end (a line \"end_header\")."));
     const int nEol = header.indexOf('\n', nEnd);
     const std::int64_t nHeaderBytes = nEol < 0 ? header.size() : nEol + 1;
 
