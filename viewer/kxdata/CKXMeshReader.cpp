@@ -400,12 +400,14 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     const SKXMeshFileCheck check = kxCheckMeshFileHeader(header, nSize, info.suffix());
     if (!check.bAcceptable)
         return fail(check.strReason);
-    if (check.bIsOff)
+    if (check.bIsOff || check.bIsGltf)
     {
         const uchar* pData = file.map(0, nSize);
         if (!pData)
             return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
-        const QString strReason = kxCheckOffBody(reinterpret_cast<const char*>(pData), nSize);
+        const char* pText = reinterpret_cast<const char*>(pData);
+        const QString strReason =
+            check.bIsOff ? kxCheckOffBody(pText, nSize) : kxCheckGltfBody(pText, nSize);
         file.unmap(const_cast<uchar*>(pData));
         if (!strReason.isEmpty())
             return fail(strReason);

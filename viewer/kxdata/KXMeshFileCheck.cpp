@@ -3,9 +3,13 @@
 #include "KXDataReading.h"
 
 #include <QByteArray>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QList>
 
 #include <cstring>
+#include <limits>
 
 namespace
 {
@@ -215,7 +219,10 @@ SKXMeshFileCheck kxCheckMeshFileHeader(const QByteArray& header, std::int64_t nF
     if (header.startsWith("solid") ||
         strSuffix.compare(QLatin1String("stl"), Qt::CaseInsensitive) == 0)
         return checkStl(header, nFileSize);
-    return SKXMeshFileCheck();
+    SKXMeshFileCheck check;
+    check.bIsGltf = header.startsWith("glTF") ||
+                    strSuffix.compare(QLatin1String("gltf"), Qt::CaseInsensitive) == 0;
+    return check;
 }
 
 QString kxCheckOffBody(const char* pData, std::int64_t nSize)
@@ -276,6 +283,44 @@ QString kxCheckOffBody(const char* pData, std::int64_t nSize)
                     .arg(QString::fromLatin1(words[c].left(20)))
                     .arg(nVertices);
         }
+    }
+    return QString();
+}
+
+QString kxCheckGltfBody(const char* pData, std::int64_t nSize)
+{
+    QByteArray json;
+    if (nSize >= 20 && std::memcmp(pData, "glTF", 4) == 0)
+    {
+        // Binary: a 12-byte header, then the JSON chunk's length, its type and the JSON.
+        std::uint32_t nLength = 0;
+        std::memcpy(&nLength, pData + 12, 4); // little-endian, as the machine
+        if (std::memcmp(pData + 16, "JSON", 4) != 0 || nLength > nSize - 20)
+            return QString(); // the library reports a malformed container
+        json = QByteArray::fromRawData(pData + 20, int(nLength));
+    }
+    else
+    {
+        if (nSize > std::numeric_limits<int>::max())
+            return QString();
+        json = QByteArray::fromRawData(pData, int(nSize));
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError)
+        return QStringLiteral("its JSON is malformed at byte %1 (%2).")
+            .arg(error.offset)
+            .arg(error.errorString());
+    const QJsonArray images = document.object().value(QLatin1String("images")).toArray();
+    for (int i = 0; i < images.size(); ++i)
+    {
+        const QJsonValue type = images[i].toObject().value(QLatin1String("mimeType"));
+        if (!type.isUndefined() && type != QLatin1String("image/png") &&
+            type != QLatin1String("image/jpeg"))
+            return QStringLiteral("its image %1 has the type \"%2\"; glTF images are "
+                                  "\"image/png\" or \"image/jpeg\".")
+                .arg(i)
+                .arg(type.toString().left(40));
     }
     return QString();
 }
