@@ -78,8 +78,8 @@ fuzz: deps
 
 # The mesh reader under libFuzzer, seeded with small models of the import library's test set,
 # PLY files with scalar fields (ASCII and binary, truncated, or with headers that lie about their
-# counts) in fuzz/ply-field-seeds, and the findings kept in tests/data/fuzz-meshes. A seed's first byte chooses the suffix the reader
-# sees (0 ply, 1 stl, 2 obj, 3 off, 4 gltf, 5 glb).
+# counts) in fuzz/ply-field-seeds, and the findings kept in tests/data/fuzz-meshes. A seed's first
+# byte chooses the suffix the reader sees (0 ply, 1 stl, 2 obj, 3 off, 4 gltf, 5 glb).
 fuzz-meshes: deps
 	cmake -S . -B $(FUZZ_MESHES_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	      -DCMAKE_CXX_COMPILER=clang++ -DKX_FUZZ=ON -DKX_PURE_ONLY=ON -DKX_BUILD_TESTS=OFF \
