@@ -133,8 +133,7 @@ bool parsePly(const char* pData, qint64 nSize, draco::PlyReader& reader, QString
 }
 
 // The `n` values the PLY library parsed for a property, as floats, to every `nStride`th element
-// of `pOut`. The library keeps a property's values packed in the file's type. False for a type
-// it has no number for.
+// of `pOut`. The library keeps a property's values packed in the file's type.
 template <class T>
 void copyValues(const draco::PlyProperty& property, size_t n, float* pOut, int nStride)
 {
@@ -147,6 +146,7 @@ void copyValues(const draco::PlyProperty& property, size_t n, float* pOut, int n
     }
 }
 
+// As copyValues, for the property's own type; false for a type that is no number.
 bool copyAsFloat(const draco::PlyProperty& property, size_t n, float* pOut, int nStride)
 {
     if (n == 0)
