@@ -58,13 +58,63 @@ private:
     bool m_bAborted = false;
 };
 
-// A PLY vertex field with the vertices' positions it belongs to, for lining it up with the
-// vertices the import library returns.
+// A value of a property the PLY library parsed, as a float (the library keeps them packed in
+// the file's type); 0 for a type that is no number.
+float plyValue(const draco::PlyProperty& property, size_t i)
+{
+    const void* p = property.GetDataEntryAddress(int(i));
+    auto get = [p](auto value)
+    {
+        std::memcpy(&value, p, sizeof value); // packed, not aligned
+        return value;
+    };
+    switch (property.data_type())
+    {
+    case draco::DT_INT8:
+        return float(get(qint8()));
+    case draco::DT_UINT8:
+        return float(get(quint8()));
+    case draco::DT_INT16:
+        return float(get(qint16()));
+    case draco::DT_UINT16:
+        return float(get(quint16()));
+    case draco::DT_INT32:
+        return float(get(qint32()));
+    case draco::DT_UINT32:
+        return float(get(quint32()));
+    case draco::DT_FLOAT32:
+        return get(float());
+    case draco::DT_FLOAT64:
+    {
+        // Beyond a float's range is not finite, as a float; converting it would be undefined.
+        const double d = get(double());
+        return std::fabs(d) <= std::numeric_limits<float>::max()
+                   ? float(d)
+                   : std::numeric_limits<float>::infinity();
+    }
+    default:
+        return 0.0f;
+    }
+}
+
+bool isPlyNumber(const draco::PlyProperty& property)
+{
+    const draco::DataType e = property.data_type();
+    return e != draco::DT_INVALID && e != draco::DT_INT64 && e != draco::DT_UINT64 &&
+           e != draco::DT_BOOL && e < draco::DT_TYPES_COUNT;
+}
+
+// A PLY vertex field, with the parsed vertices whose positions it belongs to, for lining it up
+// with the vertices the import library returns. The positions are read where the library keeps
+// them, not copied: a copy would be as large as the field three times over.
 struct SPlyField
 {
     QString strName;
     std::vector<float> values;
-    std::vector<float> positions; // x, y, z per vertex, as in the file
+    std::unique_ptr<draco::PlyReader> pReader; // owns what pXyz point into
+    const draco::PlyProperty* pXyz[3] = {nullptr, nullptr, nullptr};
+
+    float coordinate(size_t i, int c) const { return plyValue(*pXyz[c], i); }
 };
 
 // The part of a PLY file the scalar field needs: its header cut after the vertex element, and
@@ -132,67 +182,6 @@ bool parsePly(const char* pData, qint64 nSize, draco::PlyReader& reader, QString
     return status.ok();
 }
 
-// The `n` values the PLY library parsed for a property, as floats, to every `nStride`th element
-// of `pOut`. The library keeps a property's values packed in the file's type.
-template <class T>
-void copyValues(const draco::PlyProperty& property, size_t n, float* pOut, int nStride)
-{
-    const char* p = static_cast<const char*>(property.GetDataEntryAddress(0));
-    for (size_t i = 0; i < n; ++i, p += sizeof(T))
-    {
-        T value;
-        std::memcpy(&value, p, sizeof value); // packed, not aligned
-        pOut[i * nStride] = static_cast<float>(value);
-    }
-}
-
-// As copyValues, for the property's own type; false for a type that is no number.
-bool copyAsFloat(const draco::PlyProperty& property, size_t n, float* pOut, int nStride)
-{
-    if (n == 0)
-        return true;
-    switch (property.data_type())
-    {
-    case draco::DT_INT8:
-        copyValues<qint8>(property, n, pOut, nStride);
-        return true;
-    case draco::DT_UINT8:
-        copyValues<quint8>(property, n, pOut, nStride);
-        return true;
-    case draco::DT_INT16:
-        copyValues<qint16>(property, n, pOut, nStride);
-        return true;
-    case draco::DT_UINT16:
-        copyValues<quint16>(property, n, pOut, nStride);
-        return true;
-    case draco::DT_INT32:
-        copyValues<qint32>(property, n, pOut, nStride);
-        return true;
-    case draco::DT_UINT32:
-        copyValues<quint32>(property, n, pOut, nStride);
-        return true;
-    case draco::DT_FLOAT32:
-        copyValues<float>(property, n, pOut, nStride);
-        return true;
-    case draco::DT_FLOAT64:
-    {
-        // Beyond a float's range is not finite, as a float; converting it would be undefined.
-        const char* p = static_cast<const char*>(property.GetDataEntryAddress(0));
-        for (size_t i = 0; i < n; ++i, p += sizeof(double))
-        {
-            double d;
-            std::memcpy(&d, p, sizeof d);
-            pOut[i * nStride] = std::fabs(d) <= std::numeric_limits<float>::max()
-                                    ? static_cast<float>(d)
-                                    : std::numeric_limits<float>::infinity();
-        }
-        return true;
-    }
-    default:
-        return false;
-    }
-}
-
 // Takes the named vertex property from a parsed file. Empty `strReason` and an empty field when
 // the property holds a value that is not a finite number.
 bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyField& field,
@@ -211,33 +200,33 @@ bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyFi
             QStringLiteral("its vertex field \"%1\" is not one number per vertex.").arg(strName);
         return false;
     }
-    const size_t n = static_cast<size_t>(pVertices->num_entries());
-    field.strName = strName;
-    field.values.resize(n);
-    field.positions.resize(3 * n);
-    if (!copyAsFloat(*pValue, n, field.values.data(), 1))
+    if (!isPlyNumber(*pValue))
     {
         strReason =
             QStringLiteral("its vertex field \"%1\" is of a type this viewer does not read.")
                 .arg(strName);
-        field = SPlyField();
         return false;
     }
-    for (int c = 0; c < 3; ++c)
-        if (!copyAsFloat(*pXyz[c], n, field.positions.data() + c, 3))
+    if (!isPlyNumber(*pXyz[0]) || !isPlyNumber(*pXyz[1]) || !isPlyNumber(*pXyz[2]))
+    {
+        strReason = QStringLiteral("its vertex coordinates are of a type this viewer does not "
+                                   "read.");
+        return false;
+    }
+    const size_t n = static_cast<size_t>(pVertices->num_entries());
+    field.strName = strName;
+    field.values.resize(n);
+    for (size_t i = 0; i < n; ++i)
+    {
+        field.values[i] = plyValue(*pValue, i);
+        if (!std::isfinite(field.values[i]))
         {
-            strReason = QStringLiteral("its vertex coordinates are of a type this viewer does "
-                                       "not read.");
-            field = SPlyField();
+            field.values.clear();
+            strReason.clear();
             return false;
         }
-    if (!std::all_of(field.values.begin(), field.values.end(),
-                     [](float f) { return std::isfinite(f); }))
-    {
-        field = SPlyField();
-        strReason.clear();
-        return false;
     }
+    std::copy(std::begin(pXyz), std::end(pXyz), std::begin(field.pXyz));
     return true;
 }
 
@@ -248,12 +237,12 @@ bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& to
 {
     const int n = static_cast<int>(mesh.mNumVertices);
     toField.resize(static_cast<size_t>(n));
-    const std::vector<float>& p = field.positions;
     bool bSameOrder = static_cast<size_t>(n) == field.values.size();
     for (int i = 0; bSameOrder && i < n; ++i)
     {
         const aiVector3D& v = mesh.mVertices[i];
-        bSameOrder = v.x == p[3 * i] && v.y == p[3 * i + 1] && v.z == p[3 * i + 2];
+        bSameOrder = v.x == field.coordinate(i, 0) && v.y == field.coordinate(i, 1) &&
+                     v.z == field.coordinate(i, 2);
         toField[i] = i;
     }
     if (bSameOrder)
@@ -277,7 +266,9 @@ bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& to
     std::unordered_map<std::pair<quint64, quint32>, int, SKeyHash> byPosition;
     byPosition.reserve(field.values.size());
     for (size_t i = 0; i < field.values.size(); ++i)
-        byPosition.emplace(key(p[3 * i], p[3 * i + 1], p[3 * i + 2]), static_cast<int>(i));
+        byPosition.emplace(
+            key(field.coordinate(i, 0), field.coordinate(i, 1), field.coordinate(i, 2)),
+            static_cast<int>(i));
     for (int i = 0; i < n; ++i)
     {
         const aiVector3D& v = mesh.mVertices[i];
@@ -464,7 +455,8 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                                            "finite numbers.")
                                 .arg(strName));
         }
-        pReader.reset(); // the parsed vertices, before the import library allocates its own
+        if (!field.values.empty())
+            field.pReader = std::move(pReader); // the positions, until the field is lined up
         if (progress && !progress(kFieldPhaseEnd))
             return aborted();
     }
@@ -619,8 +611,9 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
             surface.scalarName = field.strName;
         meshes.push_back(std::move(surface));
     }
-    // The library's many small blocks are free now; hand their pages back to the system, so
-    // that what a load leaves resident is the surfaces it returns.
+    // The library's many small blocks are free now, and the parsed PLY vertices; hand their
+    // pages back to the system, so that what a load leaves resident is the surfaces it returns.
+    field = SPlyField();
     importer.FreeScene();
     malloc_trim(0);
     if (meshes.empty())
