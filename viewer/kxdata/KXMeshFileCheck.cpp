@@ -123,9 +123,19 @@ SKXMeshFileCheck checkPly(const QByteArray& header, std::int64_t nFileSize)
             if (check.nDeclaredFaces > KXDataLimits::kMaxTriangles)
                 return refuse(check, tooMany(nEntries, "faces", KXDataLimits::kMaxTriangles));
         }
-        else if (words[0] == "property" && words.size() >= 3)
+        else if (words[0] == "property")
         {
-            const bool bList = words[1] == "list" && words.size() >= 5;
+            // The import library writes beyond its arrays for a property line it cannot read,
+            // so each must name known types, and belong to an element.
+            const bool bList = words.size() >= 2 && words[1] == "list";
+            const bool bWellFormed =
+                !currentElement.isEmpty() &&
+                (bList ? words.size() == 5 && plyTypeSize(words[2]) > 0 && plyTypeSize(words[3]) > 0
+                       : words.size() == 3 && plyTypeSize(words[1]) > 0);
+            if (!bWellFormed)
+                return refuse(check, QStringLiteral("its PLY header has a property line it "
+                                                    "cannot be read with: \"%1\".")
+                                         .arg(QString::fromLatin1(words.join(' ').left(60))));
             const int nSize = bList ? plyTypeSize(words[2]) : plyTypeSize(words[1]);
             nEntryBytes += bAscii ? 2 : nSize;
             if (currentElement == "vertex")
@@ -211,8 +221,19 @@ SKXMeshFileCheck checkOff(const QByteArray& header, std::int64_t nFileSize)
 SKXMeshFileCheck kxCheckMeshFileHeader(const QByteArray& header, std::int64_t nFileSize,
                                        const QString& strSuffix)
 {
-    if (header.startsWith("ply\n") || header.startsWith("ply\r\n"))
+    if (header.startsWith("ply"))
+    {
+        // The import library takes anything that starts so for PLY, and reads beyond the file
+        // when the rest of the line is not empty.
+        const int nEol = header.indexOf('\n');
+        if (nEol < 0 || header.left(nEol).trimmed() != "ply")
+        {
+            SKXMeshFileCheck check;
+            check.bIsPly = true;
+            return refuse(check, QStringLiteral("its first line is not \"ply\"."));
+        }
         return checkPly(header, nFileSize);
+    }
     const QByteArray firstWord = header.left(16).simplified().split(' ').value(0);
     if (firstWord.endsWith("OFF") && firstWord.size() <= 6)
         return checkOff(header, nFileSize);
