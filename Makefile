@@ -76,9 +76,10 @@ fuzz: deps
 	    -print_final_stats=1 -dict=fuzz/vkf.dict -artifact_prefix=$(FUZZ_BUILD)/artifacts/ \
 	    $(FUZZ_BUILD)/corpus $(FUZZ_BUILD)/seeds
 
-# The mesh reader under libFuzzer, seeded with small models of the import library's test set and
-# the findings kept in tests/data/fuzz-meshes. A seed's first byte chooses the suffix the reader
-# sees (0 ply, 1 stl, 2 obj, 3 off, 4 gltf, 5 glb).
+# The mesh reader under libFuzzer, seeded with small models of the import library's test set,
+# PLY files with scalar fields (ASCII and binary, truncated, or with headers that lie about their
+# counts) in fuzz/ply-field-seeds, and the findings kept in tests/data/fuzz-meshes. A seed's first
+# byte chooses the suffix the reader sees (0 ply, 1 stl, 2 obj, 3 off, 4 gltf, 5 glb).
 fuzz-meshes: deps
 	cmake -S . -B $(FUZZ_MESHES_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 	      -DCMAKE_CXX_COMPILER=clang++ -DKX_FUZZ=ON -DKX_PURE_ONLY=ON -DKX_BUILD_TESTS=OFF \
@@ -92,7 +93,7 @@ fuzz-meshes: deps
 	    5:glTF2/BoxTextured-glTF-Binary/BoxTextured.glb; do \
 	  n=$$((n + 1)); { printf "\\$$(printf %o $${f%%%%:*})"; cat $$m/$${f#*:}; } \
 	    >$(FUZZ_MESHES_BUILD)/seeds/seed$$n; done
-	cp tests/data/fuzz-meshes/* $(FUZZ_MESHES_BUILD)/seeds/ 2>/dev/null || true
+	cp tests/data/fuzz-meshes/* fuzz/ply-field-seeds/* $(FUZZ_MESHES_BUILD)/seeds/ 2>/dev/null || true
 	UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	    LSAN_OPTIONS=suppressions=$(CURDIR)/tests/sanitizer/lsan.supp:print_suppressions=0 \
 	    $(FUZZ_MESHES_BUILD)/bin/fuzz_mesh_reader -max_total_time=$(FUZZ_SECONDS) \

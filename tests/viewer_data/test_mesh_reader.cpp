@@ -233,6 +233,38 @@ TEST(MeshReader, ScalarFieldLinesUpWithTheVertices)
     }
 }
 
+// Only the vertices are parsed for the field when their entries have one size; a binary file
+// whose vertices carry a list is read whole, with the same field.
+TEST(MeshReader, ScalarFieldBesideAVertexList)
+{
+    QTemporaryDir dir;
+    const QByteArray binary = pyramidPly(true);
+    const int nData = binary.indexOf("end_header\n") + 11;
+    const int nVertexBytes = 6 * 24;
+    QByteArray withList = binary;
+    withList.replace("property double intensity\n",
+                     "property double intensity\nproperty list uchar int tags\n");
+    withList = withList.left(withList.indexOf("end_header\n") + 11);
+    for (int v = 0; v < 6; ++v)
+    {
+        const qint32 tag = 40 + v; // one tag per vertex
+        withList += binary.mid(nData + 24 * v, 24) + '\x01';
+        withList.append(reinterpret_cast<const char*>(&tag), 4);
+    }
+    withList += binary.mid(nData + nVertexBytes);
+    const SRead r = readMesh(writeFile(dir, "list.ply", withList));
+    ASSERT_TRUE(r.bOk) << r.strError.toStdString();
+    ASSERT_EQ(r.meshes.size(), 1u);
+    const SKXSurfaceData& s = r.meshes[0];
+    ASSERT_EQ(s.scalars.size(), size_t(s.geometry->vertexCount()));
+    EXPECT_EQ(s.geometry->triangleCount(), 6);
+    for (int v = 0; v < s.geometry->vertexCount(); ++v)
+    {
+        const QVector3D p = s.geometry->vertex(v);
+        EXPECT_FLOAT_EQ(s.scalars[v], intensityAt(p.x(), p.y(), p.z())) << "vertex " << v;
+    }
+}
+
 // A field with a value that is not a number is missing: the next one is taken, and naming it
 // fails; naming a field the file lacks lists the fields it has.
 TEST(MeshReader, ScalarFieldProblems)

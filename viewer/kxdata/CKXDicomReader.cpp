@@ -23,6 +23,7 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -71,40 +72,60 @@ QString sliceMessage(const std::string& strFile, const QString& strReason)
 // its pixel data's length costs nothing while its header is read.
 constexpr Uint32 kMaxLoadedLength = 4096;
 
-// The scanned header values of the files DCMTK could parse, by file.
+// What DCMTK could parse of each file: the scanned header values, and the parsed file itself, so
+// that its pixels are read without parsing the file again (values longer than kMaxLoadedLength
+// stay on disk until they are asked for). The parsed files are kept while the headers they hold
+// stay within kMaxKeptHeaderBytes in all; beyond, a slice's file is parsed again when its pixels
+// are read, so that a folder of huge headers cannot exhaust the memory.
 using HeaderValues = std::map<DcmTagKey, QString>;
 using Headers = std::map<std::string, HeaderValues>;
+using ParsedFiles = std::map<std::string, std::unique_ptr<DcmFileFormat>>;
+constexpr qint64 kMaxKeptHeaderBytes = 256 << 20;
 
 // Files DCMTK cannot parse are skipped (a folder may hold other files), unless what it parsed
 // before it failed is an image's header: a damaged slice is named in `strCorrupt`, not dropped.
-Headers scanHeaders(const std::vector<std::string>& files, std::string& strCorrupt)
+Headers scanHeaders(const std::vector<std::string>& files, ParsedFiles& parsed,
+                    std::string& strCorrupt)
 {
     Headers headers;
     strCorrupt.clear();
+    qint64 nKeptBytes = 0;
     for (const std::string& strFile : files)
     {
-        DcmFileFormat format;
-        DcmDataset* pDataset = format.getDataset();
-        if (format
-                .loadFile(OFFilename(strFile.c_str()), EXS_Unknown, EGL_noChange, kMaxLoadedLength,
-                          ERM_autoDetect)
+        auto pFormat = std::make_unique<DcmFileFormat>();
+        DcmDataset* pDataset = pFormat->getDataset();
+        if (pFormat
+                ->loadFile(OFFilename(strFile.c_str()), EXS_Unknown, EGL_noChange, kMaxLoadedLength,
+                           ERM_autoDetect)
                 .bad())
         {
-            pDataset = format.getDataset();
+            pDataset = pFormat->getDataset();
             if (pDataset && (pDataset->tagExists(kRows) || pDataset->tagExists(DCM_PixelData)))
             {
                 strCorrupt = strFile;
+                parsed.clear();
                 return {};
             }
             continue;
         }
-        pDataset = format.getDataset();
+        pDataset = pFormat->getDataset();
         HeaderValues& values = headers[strFile];
         for (const DcmTagKey& tag : kScannedTags)
         {
             OFString text;
             if (pDataset->findAndGetOFStringArray(tag, text).good())
                 values[tag] = QString::fromLatin1(text.c_str()).trimmed();
+        }
+        // What the parsed file holds in memory: the file less the pixels left on disk.
+        qint64 nHeaderBytes = QFileInfo(QFile::decodeName(strFile.c_str())).size();
+        DcmElement* pPixels = nullptr;
+        if (pDataset->findAndGetElement(DCM_PixelData, pPixels).good() && pPixels &&
+            pPixels->getLengthField() > kMaxLoadedLength)
+            nHeaderBytes -= std::min<qint64>(nHeaderBytes, pPixels->getLengthField());
+        if (nKeptBytes + nHeaderBytes <= kMaxKeptHeaderBytes)
+        {
+            nKeptBytes += nHeaderBytes;
+            parsed[strFile] = std::move(pFormat);
         }
     }
     return headers;
@@ -221,20 +242,25 @@ void registerDecoders()
     (void)bRegistered;
 }
 
-// Reads one slice's pixels into `pTarget` (rows x columns values), rescaled.
-bool readSlice(const std::string& strFile, int nColumns, int nRows, float* pTarget,
-               QString& strError)
+// Reads one slice's pixels into `pTarget` (rows x columns values), rescaled. `pParsed` is the
+// file as the scan parsed it, or null to parse it here; its pixels are released afterwards.
+bool readSlice(const std::string& strFile, std::unique_ptr<DcmFileFormat> pParsed, int nColumns,
+               int nRows, float* pTarget, QString& strError)
 {
     const QString strCorrupt = QStringLiteral("the file is truncated or corrupt.");
-    DcmFileFormat format;
-    if (format
-            .loadFile(OFFilename(strFile.c_str()), EXS_Unknown, EGL_noChange, kMaxLoadedLength,
-                      ERM_autoDetect)
-            .bad())
+    if (!pParsed)
     {
-        strError = sliceMessage(strFile, strCorrupt);
-        return false;
+        pParsed = std::make_unique<DcmFileFormat>();
+        if (pParsed
+                ->loadFile(OFFilename(strFile.c_str()), EXS_Unknown, EGL_noChange, kMaxLoadedLength,
+                           ERM_autoDetect)
+                .bad())
+        {
+            strError = sliceMessage(strFile, strCorrupt);
+            return false;
+        }
     }
+    DcmFileFormat& format = *pParsed;
     DcmDataset* pDataset = format.getDataset();
     DcmElement* pPixels = nullptr;
     Uint16 nBitsAllocated = 0, nSamples = 0;
@@ -329,7 +355,8 @@ bool CKXDicomReader::read(const QString& strPath, SKXVolumeData& volume, QString
     for (const QString& strFile : files)
         names.push_back(QFile::encodeName(strFile).toStdString());
     std::string strCorrupt;
-    const Headers scanner = scanHeaders(names, strCorrupt);
+    ParsedFiles parsed;
+    const Headers scanner = scanHeaders(names, parsed, strCorrupt);
     if (!strCorrupt.empty())
     {
         strError = sliceMessage(strCorrupt, QStringLiteral("the file is truncated or corrupt."));
@@ -510,8 +537,15 @@ bool CKXDicomReader::read(const QString& strPath, SKXVolumeData& volume, QString
     std::vector<float> values(nSliceValues * std::size_t(nSlices));
     for (int k = 0; k < nSlices; ++k)
     {
-        if (!readSlice(slices[k].m_strFile, nColumns, nRows, values.data() + k * nSliceValues,
-                       strError))
+        auto it = parsed.find(slices[k].m_strFile);
+        std::unique_ptr<DcmFileFormat> pParsed;
+        if (it != parsed.end())
+        {
+            pParsed = std::move(it->second);
+            parsed.erase(it);
+        }
+        if (!readSlice(slices[k].m_strFile, std::move(pParsed), nColumns, nRows,
+                       values.data() + k * nSliceValues, strError))
             return false;
         if (progress && !progress(double(k + 1) / nSlices))
         {

@@ -44,48 +44,56 @@ void CKXGeometry::orientOutward()
 
 void CKXGeometry::finish()
 {
-    const int n = vertexCount();
-    std::vector<double> acc(3 * static_cast<size_t>(n), 0.0);
+    // Plain arithmetic on the arrays: this runs over every triangle of a loaded surface, millions
+    // of them, and is a good part of what a load costs beyond reading the file.
+    const size_t n = positions.size() / 3;
+    normals.assign(3 * n, 0.0f);
+    const float* p = positions.data();
+    float* pNormal = normals.data();
     for (size_t t = 0; t + 2 < indices.size(); t += 3)
     {
-        const QVector3D a = vertex(static_cast<int>(indices[t]));
-        const QVector3D b = vertex(static_cast<int>(indices[t + 1]));
-        const QVector3D c = vertex(static_cast<int>(indices[t + 2]));
-        const QVector3D fn = QVector3D::crossProduct(b - a, c - a); // length = 2 x area
-        for (int k = 0; k < 3; ++k)
+        const size_t a = 3 * size_t(indices[t]), b = 3 * size_t(indices[t + 1]),
+                     c = 3 * size_t(indices[t + 2]);
+        const float u[3] = {p[b] - p[a], p[b + 1] - p[a + 1], p[b + 2] - p[a + 2]};
+        const float v[3] = {p[c] - p[a], p[c + 1] - p[a + 1], p[c + 2] - p[a + 2]};
+        // The cross product's length is twice the area: larger triangles weigh more.
+        const float fn[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2],
+                             u[0] * v[1] - u[1] * v[0]};
+        for (const size_t k : {a, b, c})
         {
-            const size_t v = indices[t + k];
-            acc[3 * v] += fn.x();
-            acc[3 * v + 1] += fn.y();
-            acc[3 * v + 2] += fn.z();
+            pNormal[k] += fn[0];
+            pNormal[k + 1] += fn[1];
+            pNormal[k + 2] += fn[2];
         }
     }
-    normals.assign(3 * static_cast<size_t>(n), 0.0f);
-    for (int v = 0; v < n; ++v)
+    for (size_t k = 0; k < 3 * n; k += 3)
     {
-        const double x = acc[3 * v], y = acc[3 * v + 1], z = acc[3 * v + 2];
+        const double x = pNormal[k], y = pNormal[k + 1], z = pNormal[k + 2];
         const double len = std::sqrt(x * x + y * y + z * z);
-        if (len > 0.0)
+        if (len > 0.0 && std::isfinite(len))
         {
-            normals[3 * v] = static_cast<float>(x / len);
-            normals[3 * v + 1] = static_cast<float>(y / len);
-            normals[3 * v + 2] = static_cast<float>(z / len);
+            pNormal[k] = static_cast<float>(x / len);
+            pNormal[k + 1] = static_cast<float>(y / len);
+            pNormal[k + 2] = static_cast<float>(z / len);
         }
         else
-            normals[3 * v + 2] = 1.0f;
+        {
+            pNormal[k] = pNormal[k + 1] = 0.0f;
+            pNormal[k + 2] = 1.0f;
+        }
     }
     if (n == 0)
     {
         boxMin = boxMax = QVector3D();
         return;
     }
-    boxMin = boxMax = vertex(0);
-    for (int v = 1; v < n; ++v)
-    {
-        const QVector3D p = vertex(v);
-        boxMin = QVector3D(std::min(boxMin.x(), p.x()), std::min(boxMin.y(), p.y()),
-                           std::min(boxMin.z(), p.z()));
-        boxMax = QVector3D(std::max(boxMax.x(), p.x()), std::max(boxMax.y(), p.y()),
-                           std::max(boxMax.z(), p.z()));
-    }
+    float lo[3] = {p[0], p[1], p[2]}, hi[3] = {p[0], p[1], p[2]};
+    for (size_t k = 3; k < 3 * n; k += 3)
+        for (int c = 0; c < 3; ++c)
+        {
+            lo[c] = std::min(lo[c], p[k + c]);
+            hi[c] = std::max(hi[c], p[k + c]);
+        }
+    boxMin = QVector3D(lo[0], lo[1], lo[2]);
+    boxMax = QVector3D(hi[0], hi[1], hi[2]);
 }

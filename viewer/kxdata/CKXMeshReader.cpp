@@ -8,7 +8,6 @@
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 #include <draco/core/decoder_buffer.h>
-#include <draco/io/ply_property_reader.h>
 #include <draco/io/ply_reader.h>
 
 #include <QDir>
@@ -18,6 +17,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <malloc.h>
 #include <memory>
 #include <unordered_map>
@@ -58,30 +58,135 @@ private:
     bool m_bAborted = false;
 };
 
-// A PLY vertex field with the vertices' positions it belongs to, for lining it up with the
-// vertices the import library returns.
+// A value of a property the PLY library parsed, as a float (the library keeps them packed in
+// the file's type); 0 for a type that is no number.
+float plyValue(const draco::PlyProperty& property, size_t i)
+{
+    const void* p = property.GetDataEntryAddress(int(i));
+    auto get = [p](auto value)
+    {
+        std::memcpy(&value, p, sizeof value); // packed, not aligned
+        return value;
+    };
+    switch (property.data_type())
+    {
+    case draco::DT_INT8:
+        return float(get(qint8()));
+    case draco::DT_UINT8:
+        return float(get(quint8()));
+    case draco::DT_INT16:
+        return float(get(qint16()));
+    case draco::DT_UINT16:
+        return float(get(quint16()));
+    case draco::DT_INT32:
+        return float(get(qint32()));
+    case draco::DT_UINT32:
+        return float(get(quint32()));
+    case draco::DT_FLOAT32:
+        return get(float());
+    case draco::DT_FLOAT64:
+    {
+        // Beyond a float's range is not finite, as a float; converting it would be undefined.
+        const double d = get(double());
+        return std::fabs(d) <= std::numeric_limits<float>::max()
+                   ? float(d)
+                   : std::numeric_limits<float>::infinity();
+    }
+    default:
+        return 0.0f;
+    }
+}
+
+bool isPlyNumber(const draco::PlyProperty& property)
+{
+    const draco::DataType e = property.data_type();
+    return e != draco::DT_INVALID && e != draco::DT_INT64 && e != draco::DT_UINT64 &&
+           e != draco::DT_BOOL && e < draco::DT_TYPES_COUNT;
+}
+
+// A PLY vertex field, with the parsed vertices whose positions it belongs to, for lining it up
+// with the vertices the import library returns. The positions are read where the library keeps
+// them, not copied: a copy would be as large as the field three times over.
 struct SPlyField
 {
     QString strName;
     std::vector<float> values;
-    std::vector<float> positions; // x, y, z per vertex, as in the file
+    std::unique_ptr<draco::PlyReader> pReader; // owns what pXyz point into
+    const draco::PlyProperty* pXyz[3] = {nullptr, nullptr, nullptr};
+
+    float coordinate(size_t i, int c) const { return plyValue(*pXyz[c], i); }
 };
 
-// Reads the named vertex properties with the PLY library. Empty `strReason` and an empty field
-// when the property holds a value that is not a finite number.
-bool readPlyField(const uchar* pData, qint64 nSize, const QString& strName, SPlyField& field,
-                  QString& strReason)
+// The part of a PLY file the scalar field needs: its header cut after the vertex element, and
+// the vertex entries alone. The faces are most of a mesh file and the field does not need them,
+// so the PLY library is not made to parse them. Empty when the file is not laid out for this
+// (the vertex element is not the first, or a binary vertex has a list), and then the whole
+// file is read.
+QByteArray plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFileCheck& check)
+{
+    const qint64 nSize = file.size();
+    if (check.nVertexDeclEnd < 0 || check.nPlyDataOffset < 0 || check.nDeclaredVertices < 0 ||
+        check.nVertexDeclEnd > check.nPlyDataOffset || check.nVertexDeclEnd > header.size() ||
+        check.nPlyDataOffset > nSize || !file.seek(check.nPlyDataOffset))
+        return QByteArray();
+    static const char kEnd[] = "end_header\n";
+    QByteArray part = header.left(int(check.nVertexDeclEnd)) + kEnd;
+    const int nPrefix = part.size();
+    const qint64 nAvailable = nSize - check.nPlyDataOffset;
+    if (!check.bPlyAscii)
+    {
+        if (check.nVertexEntryBytes <= 0)
+            return QByteArray();
+        // Counts are bounded by the vertex limit, entries by a few hundred bytes: no overflow.
+        const qint64 nBlock = check.nDeclaredVertices * check.nVertexEntryBytes;
+        if (nBlock > nAvailable || nPrefix + nBlock > std::numeric_limits<int>::max())
+            return QByteArray(); // a header that promises more than the file holds
+        part.resize(int(nPrefix + nBlock));
+        return file.read(part.data() + nPrefix, nBlock) == nBlock ? part : QByteArray();
+    }
+    // One vertex per line, as PLY writers put them; a file that spreads its vertices otherwise
+    // fails on this part, and is then read whole.
+    constexpr qint64 kChunk = 1 << 20;
+    qint64 nLines = 0, nScanned = nPrefix;
+    while (nLines < check.nDeclaredVertices && !file.atEnd())
+    {
+        if (part.size() + kChunk > std::numeric_limits<int>::max())
+            return QByteArray();
+        const QByteArray chunk = file.read(kChunk);
+        if (chunk.isEmpty())
+            break;
+        part += chunk;
+        for (const char *p = part.constData() + nScanned, *pEnd = part.constData() + part.size();
+             nLines < check.nDeclaredVertices &&
+             (p = static_cast<const char*>(std::memchr(p, '\n', size_t(pEnd - p))));
+             ++p)
+        {
+            ++nLines;
+            nScanned = p + 1 - part.constData();
+        }
+        if (nLines < check.nDeclaredVertices)
+            nScanned = part.size();
+    }
+    part.truncate(int(nScanned));
+    return part;
+}
+
+// Parses `nSize` bytes of PLY with the PLY library into `reader`; the library's message when it
+// cannot.
+bool parsePly(const char* pData, qint64 nSize, draco::PlyReader& reader, QString& strWhy)
 {
     draco::DecoderBuffer buffer;
-    buffer.Init(reinterpret_cast<const char*>(pData), static_cast<size_t>(nSize));
-    draco::PlyReader reader;
+    buffer.Init(pData, static_cast<size_t>(nSize));
     const draco::Status status = reader.Read(&buffer);
-    if (!status.ok())
-    {
-        strReason = QStringLiteral("its vertex field \"%1\" cannot be read: %2")
-                        .arg(strName, QString::fromStdString(status.error_msg_string()));
-        return false;
-    }
+    strWhy = status.ok() ? QString() : QString::fromStdString(status.error_msg_string());
+    return status.ok();
+}
+
+// Takes the named vertex property from a parsed file. Empty `strReason` and an empty field when
+// the property holds a value that is not a finite number.
+bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyField& field,
+                  QString& strReason)
+{
     const draco::PlyElement* pVertices = reader.GetElementByName("vertex");
     const draco::PlyProperty* pValue =
         pVertices ? pVertices->GetPropertyByName(strName.toStdString()) : nullptr;
@@ -95,25 +200,33 @@ bool readPlyField(const uchar* pData, qint64 nSize, const QString& strName, SPly
             QStringLiteral("its vertex field \"%1\" is not one number per vertex.").arg(strName);
         return false;
     }
-    const int n = pVertices->num_entries();
-    field.strName = strName;
-    field.values.resize(static_cast<size_t>(n));
-    field.positions.resize(3 * static_cast<size_t>(n));
-    const draco::PlyPropertyReader<float> value(pValue);
-    const draco::PlyPropertyReader<float> x(pXyz[0]), y(pXyz[1]), z(pXyz[2]);
-    for (int i = 0; i < n; ++i)
+    if (!isPlyNumber(*pValue))
     {
-        field.values[i] = value.ReadValue(i);
+        strReason =
+            QStringLiteral("its vertex field \"%1\" is of a type this viewer does not read.")
+                .arg(strName);
+        return false;
+    }
+    if (!isPlyNumber(*pXyz[0]) || !isPlyNumber(*pXyz[1]) || !isPlyNumber(*pXyz[2]))
+    {
+        strReason = QStringLiteral("its vertex coordinates are of a type this viewer does not "
+                                   "read.");
+        return false;
+    }
+    const size_t n = static_cast<size_t>(pVertices->num_entries());
+    field.strName = strName;
+    field.values.resize(n);
+    for (size_t i = 0; i < n; ++i)
+    {
+        field.values[i] = plyValue(*pValue, i);
         if (!std::isfinite(field.values[i]))
         {
-            field = SPlyField();
+            field.values.clear();
             strReason.clear();
             return false;
         }
-        field.positions[3 * i] = x.ReadValue(i);
-        field.positions[3 * i + 1] = y.ReadValue(i);
-        field.positions[3 * i + 2] = z.ReadValue(i);
     }
+    std::copy(std::begin(pXyz), std::end(pXyz), std::begin(field.pXyz));
     return true;
 }
 
@@ -124,12 +237,12 @@ bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& to
 {
     const int n = static_cast<int>(mesh.mNumVertices);
     toField.resize(static_cast<size_t>(n));
-    const std::vector<float>& p = field.positions;
     bool bSameOrder = static_cast<size_t>(n) == field.values.size();
     for (int i = 0; bSameOrder && i < n; ++i)
     {
         const aiVector3D& v = mesh.mVertices[i];
-        bSameOrder = v.x == p[3 * i] && v.y == p[3 * i + 1] && v.z == p[3 * i + 2];
+        bSameOrder = v.x == field.coordinate(i, 0) && v.y == field.coordinate(i, 1) &&
+                     v.z == field.coordinate(i, 2);
         toField[i] = i;
     }
     if (bSameOrder)
@@ -153,7 +266,9 @@ bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& to
     std::unordered_map<std::pair<quint64, quint32>, int, SKeyHash> byPosition;
     byPosition.reserve(field.values.size());
     for (size_t i = 0; i < field.values.size(); ++i)
-        byPosition.emplace(key(p[3 * i], p[3 * i + 1], p[3 * i + 2]), static_cast<int>(i));
+        byPosition.emplace(
+            key(field.coordinate(i, 0), field.coordinate(i, 1), field.coordinate(i, 2)),
+            static_cast<int>(i));
     for (int i = 0; i < n; ++i)
     {
         const aiVector3D& v = mesh.mVertices[i];
@@ -272,15 +387,18 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     const qint64 nSize = file.size();
     if (nSize <= 0)
         return fail(QStringLiteral("the file is empty."));
-    const SKXMeshFileCheck check = kxCheckMeshFileHeader(file.read(65536), nSize, info.suffix());
+    const QByteArray header = file.read(65536);
+    const SKXMeshFileCheck check = kxCheckMeshFileHeader(header, nSize, info.suffix());
     if (!check.bAcceptable)
         return fail(check.strReason);
-    if (check.bIsOff)
+    if (check.bIsOff || check.bIsGltf)
     {
         const uchar* pData = file.map(0, nSize);
         if (!pData)
             return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
-        const QString strReason = kxCheckOffBody(reinterpret_cast<const char*>(pData), nSize);
+        const char* pText = reinterpret_cast<const char*>(pData);
+        const QString strReason =
+            check.bIsOff ? kxCheckOffBody(pText, nSize) : kxCheckGltfBody(pText, nSize);
         file.unmap(const_cast<uchar*>(pData));
         if (!strReason.isEmpty())
             return fail(strReason);
@@ -310,15 +428,25 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     SPlyField field;
     if (!listCandidates.isEmpty())
     {
-        const uchar* pData = file.map(0, nSize);
-        if (!pData)
-            return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
         if (progress && !progress(0.0))
             return aborted();
+        const QByteArray part = plyVertexPart(file, header, check);
+        std::unique_ptr<draco::PlyReader> pReader(new draco::PlyReader);
+        QString strWhy;
+        if (part.isEmpty() || !parsePly(part.constData(), part.size(), *pReader, strWhy))
+        {
+            const uchar* pData = file.map(0, nSize);
+            if (!pData)
+                return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
+            pReader.reset(new draco::PlyReader);
+            if (!parsePly(reinterpret_cast<const char*>(pData), nSize, *pReader, strWhy))
+                return fail(QStringLiteral("its vertex field \"%1\" cannot be read: %2")
+                                .arg(listCandidates.first(), strWhy));
+        }
         for (const QString& strName : listCandidates)
         {
             QString strReason;
-            if (readPlyField(pData, nSize, strName, field, strReason))
+            if (takePlyField(*pReader, strName, field, strReason))
                 break;
             if (!strReason.isEmpty())
                 return fail(strReason);
@@ -327,7 +455,8 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                                            "finite numbers.")
                                 .arg(strName));
         }
-        file.unmap(const_cast<uchar*>(pData));
+        if (!field.values.empty())
+            field.pReader = std::move(pReader); // the positions, until the field is lined up
         if (progress && !progress(kFieldPhaseEnd))
             return aborted();
     }
@@ -417,6 +546,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         auto geometry = std::make_shared<CKXGeometry>();
         SKXSurfaceData surface;
         remap.assign(mesh.mNumVertices, -1);
+        const bool bIdentity = use.transform.IsIdentity();
         // Exact sizes: grown vectors would keep up to twice the memory for the surface's life.
         geometry->positions.reserve(3 * size_t(mesh.mNumVertices));
         geometry->indices.reserve(3 * size_t(mesh.mNumFaces));
@@ -438,7 +568,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                 continue;
             aiVector3D p[3];
             for (int c = 0; c < 3; ++c)
-                p[c] = use.transform * mesh.mVertices[k[c]];
+                p[c] = bIdentity ? mesh.mVertices[k[c]] : use.transform * mesh.mVertices[k[c]];
             if (!isFinite(p[0]) || !isFinite(p[1]) || !isFinite(p[2]))
             {
                 bDroppedNonFinite = true;
@@ -452,13 +582,17 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                 int& n = remap[k[c]];
                 if (n < 0)
                 {
-                    n = geometry->addVertex(QVector3D(p[c].x, p[c].y, p[c].z));
+                    n = int(geometry->positions.size() / 3);
+                    geometry->positions.insert(geometry->positions.end(), {p[c].x, p[c].y, p[c].z});
                     if (!field.values.empty())
                         surface.scalars.push_back(field.values[toField[k[c]]]);
                 }
                 corner[c] = n;
             }
-            geometry->addTriangle(corner[0], corner[1], corner[2]);
+            // Straight into the array: a call per triangle is felt on a surface of millions.
+            geometry->indices.insert(
+                geometry->indices.end(),
+                {unsigned(corner[0]), unsigned(corner[1]), unsigned(corner[2])});
         }
         if (geometry->triangleCount() == 0)
             continue;
@@ -477,8 +611,9 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
             surface.scalarName = field.strName;
         meshes.push_back(std::move(surface));
     }
-    // The library's many small blocks are free now; hand their pages back to the system, so
-    // that what a load leaves resident is the surfaces it returns.
+    // The library's many small blocks are free now, and the parsed PLY vertices; hand their
+    // pages back to the system, so that what a load leaves resident is the surfaces it returns.
+    field = SPlyField();
     importer.FreeScene();
     malloc_trim(0);
     if (meshes.empty())

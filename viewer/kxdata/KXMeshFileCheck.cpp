@@ -3,9 +3,13 @@
 #include "KXDataReading.h"
 
 #include <QByteArray>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QList>
 
 #include <cstring>
+#include <limits>
 
 namespace
 {
@@ -56,20 +60,42 @@ SKXMeshFileCheck checkPly(const QByteArray& header, std::int64_t nFileSize)
 {
     SKXMeshFileCheck check;
     check.bIsPly = true;
-    const int nEnd = header.indexOf("end_header");
+    // The end must be a line of its own: the import library reads on past one buried in
+    // another line, and then never returns.
+    int nEnd = -1;
+    for (int nAt = header.indexOf("\nend_header"); nAt >= 0 && nEnd < 0;
+         nAt = header.indexOf("\nend_header", nAt + 1))
+    {
+        const int nEol = header.indexOf('\n', nAt + 1);
+        const QByteArray rest = header.mid(nAt + 11, nEol < 0 ? -1 : nEol - nAt - 11);
+        if (rest.trimmed().isEmpty())
+            nEnd = nAt + 1;
+    }
     if (nEnd < 0)
-        return refuse(check, QStringLiteral("its PLY header has no end (\"end_header\")."));
+        return refuse(check, QStringLiteral("its PLY header has no end (a line \"end_header\")."));
     const int nEol = header.indexOf('\n', nEnd);
     const std::int64_t nHeaderBytes = nEol < 0 ? header.size() : nEol + 1;
 
     bool bAscii = false;
     std::int64_t nMinimum = 0; // bytes of data the header's elements need at least
     std::int64_t nEntries = 0, nEntryBytes = 0;
+    int nElements = 0;
+    bool bVertexFixed = true; // the vertex element's entries have one size (no lists)
     QByteArray currentElement;
-    auto closeElement = [&]() { nMinimum += nEntries * nEntryBytes; };
-    for (const QByteArray& rawLine : header.left(nEnd).split('\n'))
+    auto closeElement = [&]()
     {
-        const QList<QByteArray> words = rawLine.simplified().split(' ');
+        nMinimum += nEntries * nEntryBytes;
+        if (currentElement == "vertex" && nElements == 1 && !bAscii && bVertexFixed)
+            check.nVertexEntryBytes = nEntryBytes;
+    };
+    for (int nLine = 0; nLine < nEnd;)
+    {
+        int nLineEnd = header.indexOf('\n', nLine);
+        if (nLineEnd < 0 || nLineEnd > nEnd)
+            nLineEnd = nEnd;
+        const QList<QByteArray> words = header.mid(nLine, nLineEnd - nLine).simplified().split(' ');
+        const int nLineStart = nLine;
+        nLine = nLineEnd + 1;
         if (words.isEmpty() || words[0].isEmpty())
             continue;
         if (words[0] == "format" && words.size() >= 2)
@@ -77,6 +103,9 @@ SKXMeshFileCheck checkPly(const QByteArray& header, std::int64_t nFileSize)
         else if (words[0] == "element" && words.size() >= 3)
         {
             closeElement();
+            if (currentElement == "vertex" && nElements == 1)
+                check.nVertexDeclEnd = nLineStart;
+            ++nElements;
             bool bOk = false;
             nEntries = words[2].toLongLong(&bOk);
             if (!bOk || nEntries < 0)
@@ -94,16 +123,33 @@ SKXMeshFileCheck checkPly(const QByteArray& header, std::int64_t nFileSize)
             if (check.nDeclaredFaces > KXDataLimits::kMaxTriangles)
                 return refuse(check, tooMany(nEntries, "faces", KXDataLimits::kMaxTriangles));
         }
-        else if (words[0] == "property" && words.size() >= 3)
+        else if (words[0] == "property")
         {
-            const bool bList = words[1] == "list" && words.size() >= 5;
+            // The import library writes beyond its arrays for a property line it cannot read,
+            // so each must name known types, and belong to an element.
+            const bool bList = words.size() >= 2 && words[1] == "list";
+            const bool bWellFormed =
+                !currentElement.isEmpty() &&
+                (bList ? words.size() == 5 && plyTypeSize(words[2]) > 0 && plyTypeSize(words[3]) > 0
+                       : words.size() == 3 && plyTypeSize(words[1]) > 0);
+            if (!bWellFormed)
+                return refuse(check, QStringLiteral("its PLY header has a property line it "
+                                                    "cannot be read with: \"%1\".")
+                                         .arg(QString::fromLatin1(words.join(' ').left(60))));
             const int nSize = bList ? plyTypeSize(words[2]) : plyTypeSize(words[1]);
             nEntryBytes += bAscii ? 2 : nSize;
             if (currentElement == "vertex")
+            {
                 check.listVertexProperties << QString::fromLatin1(words.last());
+                bVertexFixed = bVertexFixed && !bList && nSize > 0;
+            }
         }
     }
     closeElement();
+    if (currentElement == "vertex" && nElements == 1)
+        check.nVertexDeclEnd = nEnd;
+    check.bPlyAscii = bAscii;
+    check.nPlyDataOffset = nHeaderBytes;
     if (nHeaderBytes + nMinimum > nFileSize)
         return refuse(check, truncated(nMinimum, nFileSize - nHeaderBytes));
     return check;
@@ -175,15 +221,29 @@ SKXMeshFileCheck checkOff(const QByteArray& header, std::int64_t nFileSize)
 SKXMeshFileCheck kxCheckMeshFileHeader(const QByteArray& header, std::int64_t nFileSize,
                                        const QString& strSuffix)
 {
-    if (header.startsWith("ply\n") || header.startsWith("ply\r\n"))
+    if (header.startsWith("ply"))
+    {
+        // The import library takes anything that starts so for PLY, and reads beyond the file
+        // when the rest of the line is not empty.
+        const int nEol = header.indexOf('\n');
+        if (nEol < 0 || header.left(nEol).trimmed() != "ply")
+        {
+            SKXMeshFileCheck check;
+            check.bIsPly = true;
+            return refuse(check, QStringLiteral("its first line is not \"ply\"."));
+        }
         return checkPly(header, nFileSize);
+    }
     const QByteArray firstWord = header.left(16).simplified().split(' ').value(0);
     if (firstWord.endsWith("OFF") && firstWord.size() <= 6)
         return checkOff(header, nFileSize);
     if (header.startsWith("solid") ||
         strSuffix.compare(QLatin1String("stl"), Qt::CaseInsensitive) == 0)
         return checkStl(header, nFileSize);
-    return SKXMeshFileCheck();
+    SKXMeshFileCheck check;
+    check.bIsGltf = header.startsWith("glTF") ||
+                    strSuffix.compare(QLatin1String("gltf"), Qt::CaseInsensitive) == 0;
+    return check;
 }
 
 QString kxCheckOffBody(const char* pData, std::int64_t nSize)
@@ -244,6 +304,44 @@ QString kxCheckOffBody(const char* pData, std::int64_t nSize)
                     .arg(QString::fromLatin1(words[c].left(20)))
                     .arg(nVertices);
         }
+    }
+    return QString();
+}
+
+QString kxCheckGltfBody(const char* pData, std::int64_t nSize)
+{
+    QByteArray json;
+    if (nSize >= 20 && std::memcmp(pData, "glTF", 4) == 0)
+    {
+        // Binary: a 12-byte header, then the JSON chunk's length, its type and the JSON.
+        std::uint32_t nLength = 0;
+        std::memcpy(&nLength, pData + 12, 4); // little-endian, as the machine
+        if (std::memcmp(pData + 16, "JSON", 4) != 0 || nLength > nSize - 20)
+            return QString(); // the library reports a malformed container
+        json = QByteArray::fromRawData(pData + 20, int(nLength));
+    }
+    else
+    {
+        if (nSize > std::numeric_limits<int>::max())
+            return QString();
+        json = QByteArray::fromRawData(pData, int(nSize));
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError)
+        return QStringLiteral("its JSON is malformed at byte %1 (%2).")
+            .arg(error.offset)
+            .arg(error.errorString());
+    const QJsonArray images = document.object().value(QLatin1String("images")).toArray();
+    for (int i = 0; i < images.size(); ++i)
+    {
+        const QJsonValue type = images[i].toObject().value(QLatin1String("mimeType"));
+        if (!type.isUndefined() && type != QLatin1String("image/png") &&
+            type != QLatin1String("image/jpeg"))
+            return QStringLiteral("its image %1 has the type \"%2\"; glTF images are "
+                                  "\"image/png\" or \"image/jpeg\".")
+                .arg(i)
+                .arg(type.toString().left(40));
     }
     return QString();
 }
