@@ -164,15 +164,68 @@ void loadPeaks(const QString& strText, const tag_s3Dcontrols& sceneControls, SMe
         });
 }
 
+// The least a generator does per frame: copy the segment's first key frame, slerp its
+// rotation, interpolate its translation, append. Same frame count, same key frames. Not inlined,
+// so that a profiler shows its cost beside CFrameGenerator::generate.
+Q_NEVER_INLINE void copySlerpAppend(const QList<SSpKeyFrameAttributes>& keys, int nFrames,
+                                    QList<SSpKeyFrameAttributes>& frames)
+{
+    const int nSegments = keys.size() - 1;
+    unitquaternion scratch;
+    frames.clear();
+    for (int i = 0; i < nFrames; ++i)
+    {
+        const double dPos = double(i) * nSegments / nFrames;
+        const int nSegment = static_cast<int>(dPos);
+        const float fT = static_cast<float>(dPos - nSegment);
+        const SSpKeyFrameAttributes& a = keys.at(nSegment);
+        const SSpKeyFrameAttributes& b = keys.at(nSegment + 1);
+        SSpKeyFrameAttributes frame(a);
+        frame.rotation = scratch.slerp(a.rotation, b.rotation, fT, true);
+        frame.translation = a.translation + (b.translation - a.translation) * fT;
+        frames.append(frame);
+    }
+}
+
+// Frame generation of the 51 key frame list over 100 s at 10 frames per second, against
+// copySlerpAppend for the same number of frames.
+void benchFrameGeneration(const QStringList& rows, const KeyFrameMap& map)
+{
+    SFrameGenerationInput input;
+    for (const QString& strRow : rows)
+        input.m_listKeyFrames.append(map[strRow]);
+    input.m_nDuration = 100;
+    input.m_nFrameRate = 10;
+    QList<SSpKeyFrameAttributes> frames;
+    const double dGenerate = meanMs(20, [&] { CFrameGenerator::generate(input, frames); });
+    std::printf("generate 51 key frames over 100 s at 10 fps: %d frames in %.2f ms (%.2f us per "
+                "frame)\n",
+                frames.size(), dGenerate, dGenerate * 1000 / frames.size());
+
+    const int nFrames = frames.size();
+    QList<SSpKeyFrameAttributes> floorFrames;
+    const double dFloor =
+        meanMs(20, [&] { copySlerpAppend(input.m_listKeyFrames, nFrames, floorFrames); });
+    kxBenchResult("generate frames (51 key frames, 100 s)", dGenerate * 1000 / nFrames, "us/frame",
+                  "copy+slerp+append per frame", dFloor * 1000 / nFrames, EKXBetter::Lower);
+}
+
 } // namespace
 
-int main()
+int main(int argc, char** argv)
 {
     const tag_s3Dcontrols sceneControls = scene();
 
     QStringList smallRows;
     KeyFrameMap smallMap;
     makeList(51, FOUR_SOURCES, smallRows, smallMap);
+    // --frames-only: frame generation alone, short enough to run under a profiler
+    // (valgrind --tool=callgrind bench_core --frames-only).
+    if (argc > 1 && std::strcmp(argv[1], "--frames-only") == 0)
+    {
+        benchFrameGeneration(smallRows, smallMap);
+        return 0;
+    }
     const QString strSmall = CKeyFrameFileWriter::write(smallRows, smallMap, FOUR_SOURCES);
     const double dSmallSave =
         meanMs(50, [&] { CKeyFrameFileWriter::write(smallRows, smallMap, FOUR_SOURCES); });
@@ -286,42 +339,6 @@ int main()
                       m.m_dPeakMiB, "MiB", "file size", fileMiB(*dense.second), EKXBetter::Lower);
     }
 
-    SFrameGenerationInput input;
-    for (const QString& strRow : smallRows)
-        input.m_listKeyFrames.append(smallMap[strRow]);
-    input.m_nDuration = 100;
-    input.m_nFrameRate = 10;
-    QList<SSpKeyFrameAttributes> frames;
-    const double dGenerate = meanMs(20, [&] { CFrameGenerator::generate(input, frames); });
-    std::printf("generate 51 key frames over 100 s at 10 fps: %d frames in %.2f ms (%.2f us per "
-                "frame)\n",
-                frames.size(), dGenerate, dGenerate * 1000 / frames.size());
-
-    // The least a generator does per frame: copy the segment's first key frame, slerp its
-    // rotation, interpolate its translation, append. Same frame count, same key frames.
-    const int nFrames = frames.size();
-    const int nSegments = input.m_listKeyFrames.size() - 1;
-    QList<SSpKeyFrameAttributes> floorFrames;
-    unitquaternion scratch;
-    const double dFloor =
-        meanMs(20,
-               [&]
-               {
-                   floorFrames.clear();
-                   for (int i = 0; i < nFrames; ++i)
-                   {
-                       const double dPos = double(i) * nSegments / nFrames;
-                       const int nSegment = static_cast<int>(dPos);
-                       const float fT = static_cast<float>(dPos - nSegment);
-                       const SSpKeyFrameAttributes& a = input.m_listKeyFrames.at(nSegment);
-                       const SSpKeyFrameAttributes& b = input.m_listKeyFrames.at(nSegment + 1);
-                       SSpKeyFrameAttributes frame(a);
-                       frame.rotation = scratch.slerp(a.rotation, b.rotation, fT, true);
-                       frame.translation = a.translation + (b.translation - a.translation) * fT;
-                       floorFrames.append(frame);
-                   }
-               });
-    kxBenchResult("generate frames (51 key frames, 100 s)", dGenerate * 1000 / nFrames, "us/frame",
-                  "copy+slerp+append per frame", dFloor * 1000 / nFrames, EKXBetter::Lower);
+    benchFrameGeneration(smallRows, smallMap);
     return 0;
 }

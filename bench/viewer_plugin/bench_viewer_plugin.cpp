@@ -1,13 +1,16 @@
 // Frames per second of the 3D Animation dialog's Play and Record, measured through the real
 // plug-in loaded into the viewer's main window (automation mode, as the GUI tests run it), on
 // the first sample sequence with the "Spin CCW on Y-Axis" preset over 10 s (101 frames at the
-// dialog's 10 frames per second), at two view sizes. Each figure has a reference measured in
+// dialog's 10 frames per second), at three view sizes. Each figure has a reference measured in
 // the same run on the same view, without the plug-in:
 //   Play    against the bare render rate (paintGL into the view's framebuffer, finished), and
 //           against render+show (update() until the frame was composed into the window);
 //   Record  against render+grab+encode of the same frames (the same cameras, the same encoder
 //           and settings), and against the same loop showing each frame on screen as well.
-// Needs a display; without one it runs itself under an X server of its own (with-xvfb).
+// "--runs N" measures each size N times: each ratio is then printed as its median and its spread
+// (min-max) over the runs, and the result lines carry the median figures.
+// Needs a display with room for a 1920x1080 view beside the palette; without one it runs itself
+// under an X server of its own (with-xvfb) with a 2560x1600 screen.
 #include "CKXGLView.h"
 #include "CKXMainWindow.h"
 #include "CKXPluginManager.h"
@@ -36,6 +39,7 @@
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 #include <QRegularExpression>
+#include <QScreen>
 #include <QSpinBox>
 #include <QTemporaryDir>
 #include <QToolButton>
@@ -170,8 +174,9 @@ public:
     {
         // The main window as large as the view needs and no larger: each shown frame is
         // composed with the whole window, so its size is part of the playback cost.
-        m_pMain->resize(std::min(size.width() + MAIN_EXTRA.width(), 1920),
-                        std::min(size.height() + MAIN_EXTRA.height(), 1200));
+        const QSize screen = m_pMain->screen()->availableSize();
+        m_pMain->resize(std::min(size.width() + MAIN_EXTRA.width(), screen.width()),
+                        std::min(size.height() + MAIN_EXTRA.height(), screen.height()));
         m_pView->setFixedSize(size);
         QElapsedTimer wait;
         wait.start();
@@ -341,11 +346,58 @@ private:
     QWidget* m_pDlg = nullptr;
 };
 
+// One measurement of every rate at one size, frames per second.
+struct SRates
+{
+    double m_dPlay = 0, m_dBare = 0, m_dShown = 0, m_dReapplied = 0;
+    double m_dRecord = 0, m_dGrabEncode = 0, m_dShowGrabEncode = 0;
+};
+
+// The median and the spread of a list of values.
+struct SSpread
+{
+    double m_dMedian = 0, m_dMin = 0, m_dMax = 0;
+};
+
+SSpread spreadOf(std::vector<double> values)
+{
+    SSpread s;
+    if (values.empty())
+        return s;
+    std::sort(values.begin(), values.end());
+    const size_t n = values.size();
+    s.m_dMedian = n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+    s.m_dMin = values.front();
+    s.m_dMax = values.back();
+    return s;
+}
+
+// One result line with the medians of the figure and of the reference, and the median and
+// spread of the ratio of each run (reference / figure, as the result line reads).
+void resultOfRuns(const std::string& strName, const std::vector<SRates>& runs,
+                  double SRates::*pFigure, const std::string& strReference,
+                  double SRates::*pReference)
+{
+    std::vector<double> figures, references, ratios;
+    for (const SRates& r : runs)
+    {
+        figures.push_back(r.*pFigure);
+        references.push_back(r.*pReference);
+        ratios.push_back(r.*pFigure > 0 ? r.*pReference / (r.*pFigure) : 0.0);
+    }
+    const SSpread ratio = spreadOf(ratios);
+    std::printf("  %-34s against %-44s ratio median %.2f, spread %.2f-%.2f over %zu run(s)\n",
+                strName.c_str(), strReference.c_str(), ratio.m_dMedian, ratio.m_dMin, ratio.m_dMax,
+                runs.size());
+    kxBenchResult(strName, spreadOf(figures).m_dMedian, "fps", strReference,
+                  spreadOf(references).m_dMedian, EKXBetter::Higher);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    kxBenchEnsureDisplay(argc, argv);
+    kxBenchEnsureDisplay(argc, argv, "2560x1600x24");
     QApplication app(argc, argv);
     CPluginBench bench;
     QString strReason;
@@ -354,69 +406,77 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "bench_viewer_plugin: %s\n", strReason.toLocal8Bit().constData());
         return 1;
     }
-    std::printf("Play and Record of \"%s\" over %d s through the plug-in, frames per second "
-                "(OpenGL renderer: %s)\n",
-                PRESET, DURATION_S, bench.glRenderer().toLocal8Bit().constData());
-    std::printf("%-10s %7s %6s %7s %7s | %7s %6s %10s %12s\n", "size", "play", "shown", "bare",
-                "render", "record", "shown", "grab+enc", "show+grab+enc");
-    // "--size WxH" measures that size alone (for a profile of one case).
-    std::vector<QSize> sizes = {{640, 480}, {1280, 720}};
-    const int nSizeArg = QApplication::arguments().indexOf(QStringLiteral("--size"));
-    if (nSizeArg > 0 && nSizeArg + 1 < QApplication::arguments().size())
+    // "--size WxH" measures that size alone (for a profile of one case); "--runs N" measures
+    // each size N times and reports the median and the spread of each ratio.
+    std::vector<QSize> sizes = {{640, 480}, {1280, 720}, {1920, 1080}};
+    const QStringList args = QApplication::arguments();
+    const int nSizeArg = args.indexOf(QStringLiteral("--size"));
+    if (nSizeArg > 0 && nSizeArg + 1 < args.size())
     {
-        const QStringList parts = QApplication::arguments().at(nSizeArg + 1).split('x');
+        const QStringList parts = args.at(nSizeArg + 1).split('x');
         sizes = {QSize(parts.value(0).toInt(), parts.value(1).toInt())};
     }
+    const int nRunsArg = args.indexOf(QStringLiteral("--runs"));
+    const int nRuns = nRunsArg > 0 ? qBound(1, args.value(nRunsArg + 1).toInt(), 99) : 1;
+    std::printf("Play and Record of \"%s\" over %d s through the plug-in, frames per second, "
+                "%d run(s) per size (OpenGL renderer: %s)\n",
+                PRESET, DURATION_S, nRuns, bench.glRenderer().toLocal8Bit().constData());
+    std::printf("%-10s %7s %6s %7s %7s | %7s %6s %10s %12s\n", "size", "play", "shown", "bare",
+                "render", "record", "shown", "grab+enc", "show+grab+enc");
     int nStatus = 0;
     for (const QSize& size : sizes)
     {
         const std::string strSize =
             std::to_string(size.width()) + "x" + std::to_string(size.height());
-        if (!bench.prepare(size))
+        std::vector<SRates> runs;
+        for (int nRun = 0; nRun < nRuns; ++nRun)
         {
-            std::fprintf(stderr, "bench_viewer_plugin: no %s view with key frames\n",
-                         strSize.c_str());
-            nStatus = 1;
+            if (!bench.prepare(size))
+            {
+                std::fprintf(stderr, "bench_viewer_plugin: no %s view with key frames\n",
+                             strSize.c_str());
+                nStatus = 1;
+                break;
+            }
+            const std::vector<SCamera> cameras = bench.frameCameras();
+            int nPlayFrames = 0, nPlayShown = 0, nRecordFrames = 0, nRecordShown = 0;
+            SRates r;
+            r.m_dPlay = bench.play(nPlayFrames, nPlayShown);
+            r.m_dRecord = bench.record(bench.tempPath("plugin.mp4"), nRecordFrames, nRecordShown);
+            const bool bSameFrames = !cameras.empty() &&
+                                     static_cast<int>(cameras.size()) == nPlayFrames &&
+                                     nPlayFrames == nRecordFrames;
+            if (!bSameFrames)
+            {
+                std::fprintf(stderr,
+                             "bench_viewer_plugin: %s: %zu generated frames, %d played, %d "
+                             "recorded\n",
+                             strSize.c_str(), cameras.size(), nPlayFrames, nRecordFrames);
+                nStatus = 1;
+            }
+            r.m_dBare = bench.bareFps(cameras);
+            r.m_dShown = bench.shownFps(cameras);
+            r.m_dReapplied = bench.shownFps(cameras, true);
+            r.m_dGrabEncode = bench.grabEncodeFps(cameras, bench.tempPath("ref.mp4"), false);
+            r.m_dShowGrabEncode = bench.grabEncodeFps(cameras, bench.tempPath("ref.mp4"), true);
+            std::printf("%-10s %7.1f %6d %7.1f %7.1f | %7.1f %6d %10.1f %12.1f   (%d frames, main "
+                        "window %dx%d, render with the display re-applied %.1f)\n",
+                        strSize.c_str(), r.m_dPlay, nPlayShown, r.m_dBare, r.m_dShown, r.m_dRecord,
+                        nRecordShown, r.m_dGrabEncode, r.m_dShowGrabEncode, nPlayFrames,
+                        bench.mainSize().width(), bench.mainSize().height(), r.m_dReapplied);
+            std::fflush(stdout);
+            runs.push_back(r);
+        }
+        if (runs.empty())
             continue;
-        }
-        const std::vector<SCamera> cameras = bench.frameCameras();
-        int nPlayFrames = 0, nPlayShown = 0, nRecordFrames = 0, nRecordShown = 0;
-        const double dPlay = bench.play(nPlayFrames, nPlayShown);
-        const double dRecord =
-            bench.record(bench.tempPath("plugin.mp4"), nRecordFrames, nRecordShown);
-        const bool bSameFrames = !cameras.empty() &&
-                                 static_cast<int>(cameras.size()) == nPlayFrames &&
-                                 nPlayFrames == nRecordFrames;
-        if (!bSameFrames)
-        {
-            std::fprintf(stderr,
-                         "bench_viewer_plugin: %s: %zu generated frames, %d played, %d "
-                         "recorded\n",
-                         strSize.c_str(), cameras.size(), nPlayFrames, nRecordFrames);
-            nStatus = 1;
-        }
-        const double dBare = bench.bareFps(cameras);
-        const double dShown = bench.shownFps(cameras);
-        const double dReapplied = bench.shownFps(cameras, true);
-        const double dGrabEncode = bench.grabEncodeFps(cameras, bench.tempPath("ref.mp4"), false);
-        const double dShowGrabEncode =
-            bench.grabEncodeFps(cameras, bench.tempPath("ref.mp4"), true);
-        std::printf(
-            "%-10s %7.1f %6d %7.1f %7.1f | %7.1f %6d %10.1f %12.1f   (%d frames, main window "
-            "%dx%d, render with the display re-applied %.1f)\n",
-            strSize.c_str(), dPlay, nPlayShown, dBare, dShown, dRecord, nRecordShown, dGrabEncode,
-            dShowGrabEncode, nPlayFrames, bench.mainSize().width(), bench.mainSize().height(),
-            dReapplied);
-        std::fflush(stdout);
-        kxBenchResult("Play through plug-in " + strSize, dPlay, "fps", "bare render " + strSize,
-                      dBare, EKXBetter::Higher);
-        kxBenchResult("Play through plug-in " + strSize, dPlay, "fps",
-                      "render+show, no plug-in " + strSize, dShown, EKXBetter::Higher);
-        kxBenchResult("Record mp4 through plug-in " + strSize, dRecord, "fps",
-                      "render+grab+encode, no plug-in " + strSize, dGrabEncode, EKXBetter::Higher);
-        kxBenchResult("Record mp4 through plug-in " + strSize, dRecord, "fps",
-                      "render+show+grab+encode, no plug-in " + strSize, dShowGrabEncode,
-                      EKXBetter::Higher);
+        resultOfRuns("Play through plug-in " + strSize, runs, &SRates::m_dPlay,
+                     "bare render " + strSize, &SRates::m_dBare);
+        resultOfRuns("Play through plug-in " + strSize, runs, &SRates::m_dPlay,
+                     "render+show, no plug-in " + strSize, &SRates::m_dShown);
+        resultOfRuns("Record mp4 through plug-in " + strSize, runs, &SRates::m_dRecord,
+                     "render+grab+encode, no plug-in " + strSize, &SRates::m_dGrabEncode);
+        resultOfRuns("Record mp4 through plug-in " + strSize, runs, &SRates::m_dRecord,
+                     "render+show+grab+encode, no plug-in " + strSize, &SRates::m_dShowGrabEncode);
     }
     std::printf("shown: frames the view composed on screen during the run (frameSwapped). "
                 "render: update() until composed and swapped, without the plug-in.\n");

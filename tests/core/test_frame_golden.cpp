@@ -249,3 +249,40 @@ TEST(FrameGolden, EveryFieldOfEveryFrameMatchesTheKeptDump)
         }
     }
 }
+
+// The dialog generates into the list of its last generation. Frames left in that list, longer
+// or shorter than the new one, never show up in the new frames, and a copy of the old list
+// taken elsewhere keeps its frames.
+TEST(FrameGolden, RegeneratingIntoAnOldListGivesTheFramesOfAnEmptyOne)
+{
+    const SFrameGenerationInput in = richInput();
+    const auto texts = [](const QList<SSpKeyFrameAttributes>& frames)
+    {
+        QStringList list;
+        for (const SSpKeyFrameAttributes& f : frames)
+            list << frameText(f);
+        return list;
+    };
+    QList<SSpKeyFrameAttributes> fresh;
+    ASSERT_TRUE(CFrameGenerator::generate(in, fresh).isEmpty());
+    const QStringList expected = texts(fresh);
+
+    for (int nDuration : {2, 30})
+    {
+        SFrameGenerationInput other = in;
+        other.m_nDuration = nDuration;
+        other.m_listKeyFrames.removeFirst();
+        QList<SSpKeyFrameAttributes> old;
+        ASSERT_TRUE(CFrameGenerator::generate(other, old).isEmpty());
+        ASSERT_NE(old.size(), fresh.size());
+        const QStringList oldTexts = texts(old);
+
+        QList<SSpKeyFrameAttributes> reused = old; // shared with `old`
+        ASSERT_TRUE(CFrameGenerator::generate(in, reused).isEmpty());
+        EXPECT_EQ(texts(reused), expected) << "duration " << nDuration << ", shared";
+        EXPECT_EQ(texts(old), oldTexts) << "duration " << nDuration;
+
+        ASSERT_TRUE(CFrameGenerator::generate(in, old).isEmpty()); // the only holder
+        EXPECT_EQ(texts(old), expected) << "duration " << nDuration << ", not shared";
+    }
+}

@@ -112,6 +112,7 @@ TEST_F(CViewerHostTest, PaletteShowsAKeyFrameUntilToldToShowTheSceneAgain)
     keyFrame.controls.meshOpacity = (nSceneOpacity + 40) % 100;
     keyFrame.timeStamp = 25.0;
     emit pWindow->signalUpdate3DToolsPalette(keyFrame, false);
+    settle(); // the widgets follow at the next event loop pass
     EXPECT_TRUE(pPalette->isShowingKeyFrame());
     EXPECT_EQ(pOpacity->value(), keyFrame.controls.meshOpacity);
     EXPECT_EQ(pPalette->displayedControls().meshOpacity, keyFrame.controls.meshOpacity);
@@ -122,9 +123,11 @@ TEST_F(CViewerHostTest, PaletteShowsAKeyFrameUntilToldToShowTheSceneAgain)
     SSpKeyFrameAttributes otherFrame = keyFrame;
     otherFrame.controls.meshOpacity = (nSceneOpacity + 70) % 100;
     emit pOther->signalUpdate3DToolsPalette(otherFrame, false);
+    settle();
     EXPECT_EQ(pOpacity->value(), keyFrame.controls.meshOpacity);
 
     emit pWindow->signalUpdate3DToolsPalette(SSpKeyFrameAttributes(), true);
+    settle();
     EXPECT_FALSE(pPalette->isShowingKeyFrame());
     EXPECT_EQ(pOpacity->value(), nSceneOpacity);
 }

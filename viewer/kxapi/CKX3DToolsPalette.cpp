@@ -24,6 +24,7 @@
 #include <QPushButton>
 #include <QSlider>
 #include <QTabWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 
 using namespace KXPaletteWidgets;
@@ -58,8 +59,9 @@ QCheckBox* checkBox(const QString& strText, const QString& strName, QWidget* pPa
 } // namespace
 
 CKX3DToolsPalette::CKX3DToolsPalette(QWidget* pParent)
-    : QWidget(pParent), m_pTitle(new QLabel(this)), m_pKeyFrameLine(new QLabel(this)),
-      m_pPages(new QTabWidget(this)), m_pSourcePanel(new CKXSourceControlsPanel(this)),
+    : QWidget(pParent), m_pRefreshTimer(new QTimer(this)), m_pTitle(new QLabel(this)),
+      m_pKeyFrameLine(new QLabel(this)), m_pPages(new QTabWidget(this)),
+      m_pSourcePanel(new CKXSourceControlsPanel(this)),
       m_pMultimodalityVolume(checkBox(tr("Multimodality volume"), "multimodalityVolume", this))
 {
     setObjectName(QStringLiteral("ToolsPalette"));
@@ -74,6 +76,9 @@ CKX3DToolsPalette::CKX3DToolsPalette(QWidget* pParent)
     m_pKeyFrameLine->setFont(titleFont);
     const QFontMetrics keyFrameMetrics(titleFont);
     m_pKeyFrameLine->setFixedHeight(qMax(keyFrameMetrics.height(), keyFrameMetrics.lineSpacing()));
+    // Changes with every played frame: it paints its own background, so that the palette
+    // beneath it is not painted again each time.
+    m_pKeyFrameLine->setAutoFillBackground(true);
 
     QGroupBox* pVolumeGroup = new QGroupBox(tr("Multimodality"), this);
     QVBoxLayout* pVolumeLayout = new QVBoxLayout(pVolumeGroup);
@@ -107,6 +112,8 @@ CKX3DToolsPalette::CKX3DToolsPalette(QWidget* pParent)
             &CKX3DToolsPalette::onSignalSourceSelected);
     connect(m_pMultimodalityVolume, &QCheckBox::clicked, this,
             &CKX3DToolsPalette::onClickMultimodalityVolume);
+    m_pRefreshTimer->setSingleShot(true);
+    connect(m_pRefreshTimer, &QTimer::timeout, this, &CKX3DToolsPalette::refresh);
     refresh();
 }
 
@@ -247,28 +254,37 @@ void CKX3DToolsPalette::onSignalUpdate3DToolsPalette(SSpKeyFrameAttributes keyFr
     {
         m_sKeyFrame = keyFrame;
     }
-    refresh();
+    scheduleRefresh();
+}
+
+void CKX3DToolsPalette::scheduleRefresh()
+{
+    const CKXGLView* pView = m_pWindow ? m_pWindow->glView() : nullptr;
+    if (!pView || !pView->isKFRecording())
+    {
+        // A wait left from a recording is cut short: the end of a recording shows at once.
+        if (!m_pRefreshTimer->isActive() || m_pRefreshTimer->interval() > 0)
+        {
+            m_pRefreshTimer->start(0);
+        }
+        return;
+    }
+    if (!m_pRefreshTimer->isActive())
+    {
+        const qint64 nSinceMs = m_lastRefresh.isValid() ? m_lastRefresh.elapsed() : 0;
+        m_pRefreshTimer->start(static_cast<int>(
+            qBound<qint64>(0, kRecordingRefreshMs - nSinceMs, kRecordingRefreshMs)));
+    }
 }
 
 void CKX3DToolsPalette::onSignalSceneChanged()
 {
-    if (!m_pWindow || sender() != m_pWindow->scene() || m_bShowingKeyFrame || m_bRefreshQueued)
+    if (!m_pWindow || sender() != m_pWindow->scene() || m_bShowingKeyFrame)
     {
         return;
     }
     // A key frame changes many objects one by one; one refresh after them is enough.
-    m_bRefreshQueued = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this]()
-        {
-            m_bRefreshQueued = false;
-            if (!m_bShowingKeyFrame)
-            {
-                refresh();
-            }
-        },
-        Qt::QueuedConnection);
+    scheduleRefresh();
 }
 
 void CKX3DToolsPalette::onSignalMeshCheckStatusChanged()
@@ -283,6 +299,9 @@ void CKX3DToolsPalette::onSignalMeshCheckStatusChanged()
 
 void CKX3DToolsPalette::refresh()
 {
+    m_pRefreshTimer->stop(); // this refresh answers the requests made so far
+    m_lastRefresh.start();
+    ++m_nRefreshCount;
     m_bUpdating = true;
     const bool bHasWindow = !m_pWindow.isNull();
     m_pPages->setEnabled(bHasWindow);

@@ -4,11 +4,18 @@
 // frames it shows the key frame it was handed instead (signalUpdate3DToolsPalette with false)
 // until it is told to show the scene again (true) or the user edits a control.
 // Edits and camera moves are not announced as 3D view changes.
+//
+// Key frame updates and scene changes are coalesced: the widgets are brought up to date once
+// per event loop pass however many arrive (a played key frame arrives once per light source),
+// and while the shown window's view records a movie at most kRecordingRefreshMs apart, so that
+// the palette does not make the main window be composed again for every recorded frame. Qt's
+// setters repaint a widget only when its value changed.
 #ifndef CKX3DTOOLSPALETTE_H
 #define CKX3DTOOLSPALETTE_H
 
 #include "KeyFrameRecords.h"
 
+#include <QElapsedTimer>
 #include <QPointer>
 #include <QVector>
 #include <QWidget>
@@ -27,6 +34,7 @@ class QListWidgetItem;
 class QPushButton;
 class QSlider;
 class QTabWidget;
+class QTimer;
 
 class CKX3DToolsPalette : public QWidget
 {
@@ -43,8 +51,13 @@ public:
 
     // A key frame is shown rather than the scene.
     bool isShowingKeyFrame() const { return m_bShowingKeyFrame; }
-    // The controls the palette shows now.
+    // The controls the palette shows now (or will show at its next refresh).
     tag_s3Dcontrols displayedControls() const;
+    // Times the widgets were brought up to date since construction.
+    int refreshCount() const { return m_nRefreshCount; }
+
+    // Least time between two refreshes while the shown view records, in milliseconds.
+    static constexpr int kRecordingRefreshMs = 250;
 
 public slots:
     void onSignalUpdate3DToolsPalette(SSpKeyFrameAttributes keyFrame, bool bReset);
@@ -76,6 +89,9 @@ private:
     QGroupBox* createPDGroup();
     QGroupBox* createOrganGroup();
     void refresh();
+    // Refreshes at the next event loop pass (while recording: kRecordingRefreshMs after the last
+    // refresh at the earliest); requests before then add nothing.
+    void scheduleRefresh();
     void refreshOrganList(const QMap<QString, bool>& mapOrgans);
     void refreshColorBar(const S3DToolsPDMapData& pdMap);
     // Runs a user's edit on the shown scene (ignored while the palette fills its widgets).
@@ -87,7 +103,9 @@ private:
     bool m_bShowingKeyFrame = false;
     SSpKeyFrameAttributes m_sKeyFrame;
     bool m_bUpdating = false;
-    bool m_bRefreshQueued = false;
+    QTimer* m_pRefreshTimer;
+    QElapsedTimer m_lastRefresh;
+    int m_nRefreshCount = 0;
 
     QLabel* m_pTitle;
     QLabel* m_pKeyFrameLine; // "key frame at N" while a key frame is shown, else empty

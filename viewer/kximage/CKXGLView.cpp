@@ -60,6 +60,9 @@ CKXGLView::CKXGLView(CKXSampleScene* pScene, QWidget* pParent) : C3DView(pParent
     // Keep the framebuffer's content after it was composed: a paint with nothing changed
     // reuses it, and so does a grab.
     setUpdateBehavior(QOpenGLWidget::PartialUpdate);
+    // The picture covers the whole widget: an animation frame repaints nothing beneath it (the
+    // sequence window, its tabs and sub-window).
+    setAttribute(Qt::WA_OpaquePaintEvent);
     connect(m_pScene, &CKXSampleScene::changed, this,
             [this]
             {
@@ -178,7 +181,32 @@ void CKXGLView::setKFAnimating(bool bAnimating)
 
 void CKXGLView::setKFRecording(bool bRecording)
 {
+    if (bRecording == m_bKFRecording)
+        return;
     m_bKFRecording = bRecording;
+    if (bRecording)
+    {
+        // Updates stay off between two showings: the plug-in's update() after each grab then
+        // costs nothing, and the grab itself draws into the framebuffer as before.
+        setUpdatesEnabled(false);
+        m_nRecordingShowTimer = startTimer(kRecordingShowIntervalMs);
+    }
+    else
+    {
+        killTimer(m_nRecordingShowTimer);
+        m_nRecordingShowTimer = 0;
+        setUpdatesEnabled(true); // shows the last recorded frame
+        update();
+    }
+}
+
+void CKXGLView::paintEvent(QPaintEvent* pEvent)
+{
+    C3DView::paintEvent(pEvent);
+    // A showing during a recording: updates go off again at once, so that no update() until
+    // the next showing leaves the view to be painted when something else repaints the window.
+    if (m_bKFRecording)
+        setUpdatesEnabled(false);
 }
 
 void CKXGLView::saveRotationState()
@@ -356,6 +384,12 @@ void CKXGLView::wheelEvent(QWheelEvent* pEvent)
 
 void CKXGLView::timerEvent(QTimerEvent* pEvent)
 {
+    if (pEvent->timerId() == m_nRecordingShowTimer && m_nRecordingShowTimer != 0)
+    {
+        setUpdatesEnabled(true); // schedules the showing of the frame grabbed last
+        update();
+        return;
+    }
     if (pEvent->timerId() != m_nAutoRotateTimer)
     {
         C3DView::timerEvent(pEvent);

@@ -5,6 +5,12 @@
 // camera, the size or pixel ratio, a new framebuffer or context); otherwise it leaves the
 // framebuffer as the last draw left it. A recorded frame is thus drawn once: by the grab, not
 // again by the repaint that follows it.
+//
+// While the plug-in records a movie, the view is composed into the window at most every
+// kRecordingShowIntervalMs: showing a frame composes the whole main window again, which costs
+// as much as drawing it, and the movie, not the screen, is what a recording is for. Every
+// recorded frame is still drawn (once) and grabbed exactly; the window shows the latest one a
+// few times per second, and the last one as soon as the recording ends.
 #ifndef CKXGLVIEW_H
 #define CKXGLVIEW_H
 
@@ -64,6 +70,8 @@ public:
     // Whether a paint may reuse the framebuffer when nothing changed (on by default; off makes
     // every paint draw, for comparisons).
     void setFrameReuse(bool bOn);
+    // Least time between two compositions of the view while recording, in milliseconds.
+    static constexpr int kRecordingShowIntervalMs = 250;
     // The current state drawn into a fresh framebuffer object, whatever the view's framebuffer
     // holds: what a paint must show now. The view's size in device pixels, Format_RGB32; null
     // before the view has a GL context. Not counted by renderCount().
@@ -80,6 +88,7 @@ protected:
     void initializeGL() override;
     void resizeGL(int nWidth, int nHeight) override;
     void paintGL() override;
+    void paintEvent(QPaintEvent* pEvent) override;
     void mousePressEvent(QMouseEvent* pEvent) override;
     void mouseMoveEvent(QMouseEvent* pEvent) override;
     void wheelEvent(QWheelEvent* pEvent) override;
@@ -97,6 +106,7 @@ private:
     bool m_bKFAnimating = false;
     bool m_bKFRecording = false;
     int m_nAutoRotateTimer = 0;
+    int m_nRecordingShowTimer = 0; // lets the next recorded frame be shown
     QPoint m_lastMouse;
     C3DTrackball m_trackball;
     bool m_bAnimationEnabled = false;

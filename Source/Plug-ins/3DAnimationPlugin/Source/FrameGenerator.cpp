@@ -25,14 +25,16 @@ float fractionOf(int nPercent)
     return static_cast<float>(nPercent) / 100.0f;
 }
 
-int percentOf(float fFraction)
+// KXNumeric::truncateToInt for a float: within int range the cast is the same truncation, and
+// the full checks are left to NaN and values beyond the range.
+inline int truncateFloat(float f)
 {
-    return KXNumeric::truncateToInt(fFraction * 100.0f);
+    return std::fabs(f) < 2147483648.0f ? static_cast<int>(f) : KXNumeric::truncateToInt(f);
 }
 
-int lerpPercent(int nA, int nB, float fT)
+int percentOf(float fFraction)
 {
-    return percentOf(lerpFloat(fractionOf(nA), fractionOf(nB), fT));
+    return truncateFloat(fFraction * 100.0f);
 }
 
 // The fields frame generation writes into a source's controls; the rest come from key frame A.
@@ -52,19 +54,40 @@ SSourceValues storedValues(const tag_s3DSourceControls& s)
             s.intensityValue, s.colorMin,      s.colorMax};
 }
 
-SSourceValues interpolatedValues(const tag_s3DSourceControls& a, const tag_s3DSourceControls& b,
-                                 float fT)
+// One source's end points in a segment, converted once: every frame of the segment lerps
+// between the same fractions, so they are not converted again per frame. The arithmetic per
+// frame is that of lerpPercent and of the intensity threshold, operand for operand.
+struct SSourceSegment
 {
-    SSourceValues v;
-    v.m_nSurfaceOpacity = lerpPercent(a.surfaceOpacity, b.surfaceOpacity, fT);
-    v.m_nVolumeOpacity = lerpPercent(a.volumeOpacity, b.volumeOpacity, fT);
-    v.m_nIntensitySlider = lerpPercent(a.intensitySlider, b.intensitySlider, fT);
-    v.m_dIntensityValue =
-        a.intensityMin + v.m_nIntensitySlider * (a.intensityMax - a.intensityMin) / 100.0;
-    v.m_fColorMin = lerpFloat(a.colorMin, b.colorMin, fT);
-    v.m_fColorMax = lerpFloat(a.colorMax, b.colorMax, fT);
-    return v;
-}
+    SSourceSegment(const tag_s3DSourceControls& a, const tag_s3DSourceControls& b)
+        : m_fSurfaceA(fractionOf(a.surfaceOpacity)), m_fSurfaceB(fractionOf(b.surfaceOpacity)),
+          m_fVolumeA(fractionOf(a.volumeOpacity)), m_fVolumeB(fractionOf(b.volumeOpacity)),
+          m_fIntensityA(fractionOf(a.intensitySlider)),
+          m_fIntensityB(fractionOf(b.intensitySlider)), m_dIntensityMin(a.intensityMin),
+          m_dIntensityRange(a.intensityMax - a.intensityMin), m_fColorMinA(a.colorMin),
+          m_fColorMinB(b.colorMin), m_fColorMaxA(a.colorMax), m_fColorMaxB(b.colorMax)
+    {
+    }
+
+    SSourceValues at(float fT) const
+    {
+        SSourceValues v;
+        v.m_nSurfaceOpacity = percentOf(lerpFloat(m_fSurfaceA, m_fSurfaceB, fT));
+        v.m_nVolumeOpacity = percentOf(lerpFloat(m_fVolumeA, m_fVolumeB, fT));
+        v.m_nIntensitySlider = percentOf(lerpFloat(m_fIntensityA, m_fIntensityB, fT));
+        v.m_dIntensityValue = m_dIntensityMin + v.m_nIntensitySlider * m_dIntensityRange / 100.0;
+        v.m_fColorMin = lerpFloat(m_fColorMinA, m_fColorMinB, fT);
+        v.m_fColorMax = lerpFloat(m_fColorMaxA, m_fColorMaxB, fT);
+        return v;
+    }
+
+    float m_fSurfaceA, m_fSurfaceB;
+    float m_fVolumeA, m_fVolumeB;
+    float m_fIntensityA, m_fIntensityB;
+    double m_dIntensityMin, m_dIntensityRange;
+    float m_fColorMinA, m_fColorMinB;
+    float m_fColorMaxA, m_fColorMaxB;
+};
 
 void store(const SSourceValues& v, tag_s3DSourceControls& s)
 {
@@ -187,7 +210,13 @@ qint64 CFrameGenerator::countFrames(const SFrameGenerationInput& input, qint64 n
 QString CFrameGenerator::generate(const SFrameGenerationInput& input,
                                   QList<SSpKeyFrameAttributes>& frames)
 {
-    frames.clear();
+    // The frames being replaced are released one by one as the new ones are built (when no one
+    // else shares them), so that each new record reuses memory just given back instead of the
+    // allocator's slow path after a release of the whole list at once.
+    QList<SSpKeyFrameAttributes> replaced;
+    replaced.swap(frames);
+    if (!replaced.isDetached())
+        replaced = QList<SSpKeyFrameAttributes>();
     const qint64 nCount = countFrames(input, MAX_FRAMES);
     if (nCount < 0)
     {
@@ -206,7 +235,7 @@ QString CFrameGenerator::generate(const SFrameGenerationInput& input,
     {
         int nSteps = 0;
         segmentSteps(input, keys.at(i), keys.at(i + 1), nSteps); // checked by countFrames
-        appendSegment(input, keys.at(i), keys.at(i + 1), nSteps, i == 0, frames);
+        appendSegment(input, keys.at(i), keys.at(i + 1), nSteps, i == 0, frames, replaced);
     }
     return QString();
 }
@@ -214,7 +243,8 @@ QString CFrameGenerator::generate(const SFrameGenerationInput& input,
 void CFrameGenerator::appendSegment(const SFrameGenerationInput& input,
                                     const SSpKeyFrameAttributes& a, const SSpKeyFrameAttributes& b,
                                     int nSteps, bool bFirstSegment,
-                                    QList<SSpKeyFrameAttributes>& frames)
+                                    QList<SSpKeyFrameAttributes>& frames,
+                                    QList<SSpKeyFrameAttributes>& replaced)
 {
     const qint64 nFrames = segmentFrameCount(nSteps, bFirstSegment, MAX_FRAMES);
     // Without a positive step count only the frame at t = 0 is built; an infinite dt makes
@@ -244,16 +274,17 @@ void CFrameGenerator::appendSegment(const SFrameGenerationInput& input,
     const QMap<QString, tag_s3DSourceControls>& sourcesA = a.controls.sourceControls;
     const QMap<QString, tag_s3DSourceControls>& sourcesB = b.controls.sourceControls;
     const tag_s3DSourceControls noSource;
-    std::vector<std::pair<const tag_s3DSourceControls*, const tag_s3DSourceControls*>> pairs;
-    pairs.reserve(static_cast<size_t>(sourcesA.size()));
+    std::vector<SSourceSegment> sources;
+    sources.reserve(static_cast<size_t>(sourcesA.size()));
     std::vector<SSourceValues> shared; // the values in `sharedSources`
+    shared.reserve(static_cast<size_t>(sourcesA.size()));
     for (auto it = sourcesA.constBegin(); it != sourcesA.constEnd(); ++it)
     {
         const auto itB = sourcesB.constFind(it.key());
-        pairs.emplace_back(&it.value(), itB != sourcesB.constEnd() ? &itB.value() : &noSource);
+        sources.emplace_back(it.value(), itB != sourcesB.constEnd() ? itB.value() : noSource);
         shared.push_back(storedValues(it.value()));
     }
-    std::vector<SSourceValues> values(pairs.size());
+    std::vector<SSourceValues> values(sources.size());
     // The fields every frame of the segment takes from A; the record is copied per frame. Its
     // source map is shared (Qt's implicit sharing) by every frame whose interpolated source
     // settings equal those of the frame before: a spin leaves the sources alone, and then all
@@ -265,47 +296,51 @@ void CFrameGenerator::appendSegment(const SFrameGenerationInput& input,
         a.addnAttributes.multimodalityVolumeVisible;
     segmentBase.addnAttributes.addnFlag = a.addnAttributes.addnFlag;
 
+    const float fSliderMinA = static_cast<float>(a.controls.pdMap.sliderMin);
+    const float fSliderMinB = static_cast<float>(b.controls.pdMap.sliderMin);
+    const float fSliderMaxA = static_cast<float>(a.controls.pdMap.sliderMax);
+    const float fSliderMaxB = static_cast<float>(b.controls.pdMap.sliderMax);
+    const double dStampSpan = b.timeStamp - a.timeStamp;
+    unitquaternion scratch; // slerp writes into the object it is called on, then returns it
+
     float fT = bFirstSegment ? 0.0f : fDt;
     for (qint64 n = 0; n < nFrames; ++n, fT += fDt)
     {
         bool bSame = true;
-        for (size_t i = 0; i < pairs.size(); ++i)
+        for (size_t i = 0; i < sources.size(); ++i)
         {
-            values[i] = interpolatedValues(*pairs[i].first, *pairs[i].second, fT);
+            values[i] = sources[i].at(fT);
             bSame = bSame && sameValues(values[i], shared[i]);
         }
         if (!bSame)
         {
-            QMap<QString, tag_s3DSourceControls> sources = sourcesA;
+            // The map is shared with the frame before (or with A): writing through begin()
+            // detaches it into a copy of its own, whose other fields equal A's.
             size_t i = 0;
-            for (auto it = sources.begin(); it != sources.end(); ++it, ++i) // detaches once
+            for (auto it = sharedSources.begin(); it != sharedSources.end(); ++it, ++i)
                 store(values[i], it.value());
-            sharedSources = sources;
             shared.swap(values);
         }
 
+        if (!replaced.isEmpty())
+            replaced.removeFirst();
         frames.append(segmentBase);
         SSpKeyFrameAttributes& frame = frames.last();
         tag_s3Dcontrols& controls = frame.controls;
         controls.meshOpacity = percentOf(lerpFloat(fMeshA, fMeshB, fT));
         controls.organOpacity = percentOf(lerpFloat(fOrganA, fOrganB, fT));
         S3DToolsPDMapData& pd = controls.pdMap;
-        pd.sliderMin =
-            KXNumeric::truncateToInt(lerpFloat(static_cast<float>(a.controls.pdMap.sliderMin),
-                                               static_cast<float>(b.controls.pdMap.sliderMin), fT));
-        pd.sliderMax =
-            KXNumeric::truncateToInt(lerpFloat(static_cast<float>(a.controls.pdMap.sliderMax),
-                                               static_cast<float>(b.controls.pdMap.sliderMax), fT));
+        pd.sliderMin = truncateFloat(lerpFloat(fSliderMinA, fSliderMinB, fT));
+        pd.sliderMax = truncateFloat(lerpFloat(fSliderMaxA, fSliderMaxB, fT));
         pd.sliderExtra = percentOf(lerpFloat(fPdA, fPdB, fT));
         // Unlike the volume intensity, the minimum is subtracted from the percent before
         // scaling. Kept for compatibility with existing hosts.
         pd.spinBoxValue = pd.spinBoxMin + (static_cast<float>(pd.sliderExtra) - pd.spinBoxMin) *
                                               (pd.spinBoxMax - pd.spinBoxMin) / 100.0f;
 
-        unitquaternion scratch; // slerp also writes into the object it is called on
         frame.rotation = bSlerp ? scratch.slerp(a.rotation, b.rotation, fT, true) : noRotation();
         frame.translation = Vec3f::LERP(a.translation, b.translation, fT);
-        frame.timeStamp = static_cast<double>(fT) * (b.timeStamp - a.timeStamp) + a.timeStamp;
+        frame.timeStamp = static_cast<double>(fT) * dStampSpan + a.timeStamp;
         // Organs change only at key frames: in-between frames carry no organ map, so applying
         // them leaves the organ visibility as it is.
         if (fT == 0.0f)

@@ -70,9 +70,12 @@ private:
                              const SSpKeyFrameAttributes& b, int& nSteps);
     // Frames of one segment, counting at most nBudget + 1.
     static qint64 segmentFrameCount(int nSteps, bool bFirstSegment, qint64 nBudget);
+    // Appends the frames of segment (A, B) to `frames`, releasing one of `replaced` (the list
+    // generate() replaces, not shared) before each.
     static void appendSegment(const SFrameGenerationInput& input, const SSpKeyFrameAttributes& a,
                               const SSpKeyFrameAttributes& b, int nSteps, bool bFirstSegment,
-                              QList<SSpKeyFrameAttributes>& frames);
+                              QList<SSpKeyFrameAttributes>& frames,
+                              QList<SSpKeyFrameAttributes>& replaced);
 };
 
 #endif // FRAMEGENERATOR_H

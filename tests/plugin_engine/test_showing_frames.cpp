@@ -1,0 +1,259 @@
+// What the main window shows while the plug-in plays or records: the 3D Tools palette follows
+// the played frames once per frame at most and repaints only what changed, a recording is shown
+// a few times per second, and both end on the last frame.
+#include "C3DMesh.h"
+#include "CKX3DToolsPalette.h"
+#include "CKXGLView.h"
+#include "CKXPluginTestFixture.h"
+#include "CKXProgressDisplay.h"
+#include "CKXSampleScene.h"
+
+#include <QElapsedTimer>
+#include <QEvent>
+#include <QGuiApplication>
+#include <QHash>
+#include <QImage>
+#include <QLabel>
+#include <QPointer>
+#include <QRegularExpression>
+#include <QScreen>
+#include <QSlider>
+#include <QSpinBox>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <functional>
+
+namespace
+{
+
+// Paint events per widget while it is installed.
+class CPaintCounter : public QObject
+{
+public:
+    CPaintCounter()
+    {
+        m_clock.start();
+        qApp->installEventFilter(this);
+    }
+    ~CPaintCounter() override { qApp->removeEventFilter(this); }
+
+    int paints(const QWidget* pWidget) const { return m_counts.value(pWidget); }
+    // The shortest time between two paints of pWidget that came while bWhile() held, in
+    // milliseconds (-1 for fewer than two such paints); their number in nPaints.
+    qint64 shortestGap(const QWidget* pWidget, int& nPaints) const
+    {
+        const QList<qint64> times = m_times.value(pWidget);
+        nPaints = times.size();
+        qint64 nShortest = -1;
+        for (int i = 1; i < times.size(); ++i)
+            if (nShortest < 0 || times[i] - times[i - 1] < nShortest)
+                nShortest = times[i] - times[i - 1];
+        return nShortest;
+    }
+    std::function<bool()> m_fnWhile = [] { return false; };
+    // The widgets of pWindow, but those of pExcept and their children, that were painted.
+    QStringList paintedIn(const QWidget* pWindow, const QList<const QWidget*>& listExcept) const
+    {
+        QStringList list;
+        for (auto it = m_counts.cbegin(); it != m_counts.cend(); ++it)
+        {
+            const QWidget* pWidget = it.key();
+            if (!m_live.value(pWidget) || pWidget->window() != pWindow)
+                continue;
+            bool bExcepted = false;
+            for (const QWidget* pExcept : listExcept)
+                bExcepted = bExcepted || pExcept == pWidget || pExcept->isAncestorOf(pWidget);
+            if (!bExcepted)
+                list << QStringLiteral("%1 '%2' x%3")
+                            .arg(pWidget->metaObject()->className(), pWidget->objectName())
+                            .arg(it.value());
+        }
+        return list;
+    }
+
+protected:
+    bool eventFilter(QObject* pWatched, QEvent* pEvent) override
+    {
+        if (pEvent->type() == QEvent::Paint && pWatched->isWidgetType())
+        {
+            QWidget* pWidget = static_cast<QWidget*>(pWatched);
+            ++m_counts[pWidget];
+            if (m_fnWhile())
+                m_times[pWidget].append(m_clock.elapsed());
+            m_live.insert(pWidget, QPointer<QWidget>(pWidget));
+        }
+        return false;
+    }
+
+private:
+    QElapsedTimer m_clock;
+    QHash<const QWidget*, int> m_counts;
+    QHash<const QWidget*, QList<qint64>> m_times;
+    QHash<const QWidget*, QPointer<QWidget>> m_live;
+};
+
+class ShowingFramesTest : public CKXPluginTestFixture
+{
+protected:
+    void SetUp() override
+    {
+        openDialogOnView(QSize(200, 150));
+        if (HasFatalFailure())
+            return;
+        m_pPalette = m_pMain->toolsPalette();
+        m_pOpacity = m_pPalette->findChild<QSlider*>("meshOpacity");
+        ASSERT_TRUE(m_pOpacity);
+    }
+
+    // Two key frames: the view as it is with the subject at nOpacityA percent, then turned by
+    // dAngle about y at nOpacityB percent; nSeconds at the dialog's 10 frames per second.
+    void addKeyFrames(int nOpacityA, int nOpacityB, double dAngle, int nSeconds)
+    {
+        m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(nSeconds);
+        C3DMesh* pMesh = m_pView->scene()->surfaceMesh();
+        pMesh->setOpacity(nOpacityA / 100.0f);
+        button("m_pAddKeyframeButton")->click();
+        pMesh->setOpacity(nOpacityB / 100.0f);
+        m_pView->setCurrentQuaternion(unitquaternion(dAngle, Vec3f(0, 1, 0)));
+        button("m_pAddKeyframeButton")->click();
+        ASSERT_EQ(m_pList->count(), 2);
+        settle();
+    }
+
+    static void settle()
+    {
+        for (int i = 0; i < 5; ++i)
+        {
+            QCoreApplication::processEvents();
+            QThread::msleep(10);
+        }
+    }
+
+    // The n of the last "[i of n] frames." progress text.
+    static int progressFrames()
+    {
+        static const QRegularExpression pattern(QStringLiteral("\\[(\\d+) of (\\d+)\\]"));
+        return pattern.match(CKXProgressDisplay::instance()->lastMessage()).captured(2).toInt();
+    }
+
+    CKX3DToolsPalette* m_pPalette = nullptr;
+    QSlider* m_pOpacity = nullptr;
+};
+
+// Colours within a step of rounding: the window's composition may blend the view's picture.
+int differingPixels(const QImage& a, const QImage& b)
+{
+    if (a.size() != b.size())
+        return a.width() * a.height() + 1;
+    int nDiffering = 0;
+    for (int y = 0; y < a.height(); ++y)
+        for (int x = 0; x < a.width(); ++x)
+        {
+            const QRgb p = a.pixel(x, y);
+            const QRgb q = b.pixel(x, y);
+            if (qAbs(qRed(p) - qRed(q)) > 2 || qAbs(qGreen(p) - qGreen(q)) > 2 ||
+                qAbs(qBlue(p) - qBlue(q)) > 2)
+                ++nDiffering;
+        }
+    return nDiffering;
+}
+
+} // namespace
+
+// A played key frame reaches the palette once per light source: the palette takes it in once
+// per frame at most. After Play it shows the scene as the last frame left it.
+TEST_F(ShowingFramesTest, PlayRefreshesThePaletteOncePerFrameAndEndsOnTheLastFrame)
+{
+    ASSERT_GE(m_pView->scene()->currentControls().sourceControls.size(), 2);
+    addKeyFrames(90, 30, 1.2, 2);
+    const int nRefreshes = m_pPalette->refreshCount();
+    button("m_pPlayButton")->click();
+    settle();
+    const int nFrames = progressFrames();
+    ASSERT_GE(nFrames, 20);
+    EXPECT_LE(m_pPalette->refreshCount() - nRefreshes, nFrames + 2);
+    const int nLastOpacity = m_pView->scene()->currentControls().meshOpacity;
+    EXPECT_LT(nLastOpacity, 40);
+    EXPECT_FALSE(m_pPalette->isShowingKeyFrame());
+    EXPECT_EQ(m_pOpacity->value(), nLastOpacity);
+}
+
+// Frames that change no control leave every palette widget unpainted, but the line with the
+// played frame's time stamp, and nothing else in the main window is painted for them.
+TEST_F(ShowingFramesTest, PlayedFramesRepaintOnlyTheWidgetsWhoseValuesChange)
+{
+    addKeyFrames(60, 60, 1.2, 2);
+    // The first Play leaves the scene at the played values; the second changes no control.
+    button("m_pPlayButton")->click();
+    settle();
+    CPaintCounter counter;
+    button("m_pPlayButton")->click();
+    settle();
+    ASSERT_GE(progressFrames(), 20);
+    const QWidget* pLine = m_pPalette->findChild<QLabel*>("paletteKeyFrame");
+    ASSERT_TRUE(pLine);
+    EXPECT_GE(counter.paints(m_pView), 1);
+    EXPECT_GE(counter.paints(pLine), 1);
+    const QStringList painted = counter.paintedIn(m_pMain, {m_pView, pLine, m_pDlg});
+    EXPECT_TRUE(painted.isEmpty()) << painted.join(", ").toStdString();
+}
+
+// While recording, the view is composed into the window and the palette repainted a few times
+// per second, not for every frame: no two showings come closer than the showing interval (a
+// timer may fire a little early). The movie still gets every frame (the stale-frame test of the
+// engine tests checks their content). When the recording ends, the screen shows the last
+// recorded frame.
+TEST_F(ShowingFramesTest, ARecordingIsShownAFewTimesPerSecondAndEndsOnTheLastFrame)
+{
+    addKeyFrames(90, 30, 2.0, 6);
+    QTemporaryDir dir;
+    CKXAutomation::enqueueFileName(dir.filePath("shown.mp4"));
+    const QWidget* pLine = m_pPalette->findChild<QLabel*>("paletteKeyFrame");
+    ASSERT_TRUE(pLine);
+    {
+        CPaintCounter counter;
+        counter.m_fnWhile = [this] { return m_pView->isKFRecording(); };
+        QElapsedTimer timer;
+        timer.start();
+        button("m_pRecordButton")->click();
+        const qint64 nElapsedMs = timer.elapsed();
+        ASSERT_GE(progressFrames(), 60);
+        ASSERT_TRUE(QFile::exists(dir.filePath("shown.mp4")));
+        const qint64 nLeastGapMs = CKXGLView::kRecordingShowIntervalMs * 4 / 5;
+        for (const QWidget* pWidget : {static_cast<const QWidget*>(m_pView), pLine})
+        {
+            int nPaints = 0;
+            const qint64 nGap = counter.shortestGap(pWidget, nPaints);
+            EXPECT_TRUE(nGap < 0 || nGap >= nLeastGapMs)
+                << pWidget->metaObject()->className() << ": " << nPaints << " paints in "
+                << nElapsedMs << " ms, two of them " << nGap << " ms apart";
+            if (nElapsedMs > 4 * CKXGLView::kRecordingShowIntervalMs)
+            {
+                EXPECT_GE(nPaints, 1) << pWidget->metaObject()->className();
+            }
+        }
+    }
+    EXPECT_FALSE(m_pView->isKFRecording());
+
+    // The screen beside the main window for the dialog, so that the view is not covered.
+    if (m_pDlg->window() != m_pMain)
+        m_pDlg->window()->move(m_pMain->frameGeometry().right() + 20, 0);
+    // What the screen shows of the view against a fresh draw of its state.
+    const auto differingOnScreen = [this]
+    {
+        settle();
+        const QPoint origin = m_pView->mapTo(m_pMain, QPoint(0, 0));
+        const QImage shown = QGuiApplication::primaryScreen()
+                                 ->grabWindow(m_pMain->winId(), origin.x(), origin.y(),
+                                              m_pView->width(), m_pView->height())
+                                 .toImage()
+                                 .convertToFormat(QImage::Format_RGB32);
+        return differingPixels(shown, m_pView->renderFreshFrame());
+    };
+    EXPECT_EQ(differingOnScreen(), 0) << "the last recorded frame";
+    EXPECT_EQ(m_pOpacity->value(), m_pView->scene()->currentControls().meshOpacity);
+    // And the view follows the camera again.
+    m_pView->setCurrentQuaternion(unitquaternion(0.5, Vec3f(1, 0, 0)));
+    EXPECT_EQ(differingOnScreen(), 0) << "a camera move after the recording";
+}
