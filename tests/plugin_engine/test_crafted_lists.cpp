@@ -468,29 +468,6 @@ TEST_F(CraftedListTest, NonFiniteCameraKeepsTheLastFiniteOneAndDisplayValuesStay
     EXPECT_EQ(dLargestX, 0.0);
     record("absurd.mp4", false, nAbsurdFrames);
     expectIdleAndIntact("absurd");
-
-    // Older files carry opacities as fractions; non-numbers and huge ones must not leak out.
-    QList<SCraftedKeyFrame> older;
-    for (const QString& strValue : wild)
-    {
-        SCraftedKeyFrame key = keyAt(QString::number(older.size() * 20));
-        key.attributes = {{"mesh_opacity", strValue},
-                          {"organ_opacity", strValue},
-                          {"sourcesurf_opacity", strValue},
-                          {"mesh_visibility", "1"},
-                          {"sourcesurf_visibility", strValue}};
-        older << key;
-    }
-    loadCrafted("older.vkf", older, "KX3D.KeyFrameAnimation.Data");
-    for (int nRow = 0; nRow < m_pList->count(); ++nRow)
-    {
-        showRow(nRow);
-        EXPECT_TRUE(inPercentRange(m_pA->scene()->currentControls().meshOpacity)) << nRow;
-        EXPECT_TRUE(inPercentRange(m_pA->scene()->currentControls().organOpacity)) << nRow;
-    }
-    EXPECT_GT(play(), 0);
-    saveAndReload("older-saved.vkf");
-    expectIdleAndIntact("older");
 }
 
 TEST_F(CraftedListTest, TenThousandKeyFramesLoadPlayStopRecordSaveAndReload)

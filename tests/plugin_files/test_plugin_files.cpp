@@ -7,7 +7,6 @@
 #include "CKXSampleScene.h"
 #include "CKXUtilityFns.h"
 #include "KeyFrameFileReader.h"
-#include "core_test_util.h"
 
 #include <QAction>
 #include <QApplication>
@@ -113,7 +112,7 @@ const QString kCannotSave = QStringLiteral("Error. Failed to save the file.");
 
 } // namespace
 
-TEST_F(PluginFilesTest, SavedListLoadsBackWithEveryCarriedFieldAndTheKnownDrops)
+TEST_F(PluginFilesTest, SavedListHoldsTheShownValuesAndLoadsBackIntoTheSequence)
 {
     addDistinctKeyFrames(3);
     const tag_s3Dcontrols scene = m_pA->scene()->currentControls();
@@ -141,29 +140,13 @@ TEST_F(PluginFilesTest, SavedListLoadsBackWithEveryCarriedFieldAndTheKnownDrops)
     }
     EXPECT_TRUE(first.contains("<Organ ")) << "captured organ visibility is written";
 
-    // Load into a list that is first emptied, save again and compare.
+    // Load into a list that is first emptied. What a second save keeps and drops is the file
+    // reader's and writer's round trip to check.
     m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")->menu()->defaultAction()->trigger();
     ASSERT_EQ(m_pList->count(), 0);
     EXPECT_TRUE(loadFrom(strFirst).isEmpty()) << "a successful load shows no message";
     EXPECT_EQ(rows(), QStringList({"Key Frame 1", "Key Frame 2", "Key Frame 3"}));
     EXPECT_EQ(m_pList->selectedItems().size(), 0);
-
-    const QString strSecond = path("second.vkf");
-    EXPECT_EQ(saveAs(strSecond), QStringList(kSaved));
-    const QByteArray second = kxFileContents(strSecond);
-    const SKeyFrameFileReadResult reloaded =
-        CKeyFrameFileReader::read(QString::fromUtf8(second), scene);
-    ASSERT_EQ(reloaded.m_listKeyFrames.size(), 3);
-    EXPECT_EQ(coretest::dump(reloaded.m_listKeyFrames).toStdString(),
-              coretest::dump(saved.m_listKeyFrames).toStdString());
-    // Dropped on purpose by the format: organ maps, and photon density spin box values that
-    // are not whole numbers.
-    EXPECT_FALSE(second.contains("<Organ "));
-    const QString strMax = attributeOf(first, "KeyFrame", "pd_map_spinbox_max");
-    bool bWhole = false;
-    const int nWhole = strMax.toInt(&bWhole);
-    EXPECT_EQ(attributeOf(second, "KeyFrame", "pd_map_spinbox_max"),
-              QString::number(bWhole ? nWhole : 0));
 
     // The loaded key frames are what the dialog shows: the second one's camera.
     m_pList->setCurrentRow(1, QItemSelectionModel::ClearAndSelect);

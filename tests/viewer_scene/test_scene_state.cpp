@@ -199,11 +199,17 @@ TEST_F(SceneTest, OrgansHaveTheirOwnVisibilityAndACommonOpacity)
     EXPECT_EQ(changes, 5); // one per call that changed something, group calls included
 }
 
+// Sets every element of an array away from its default: odd positions from nSeed on, so that
+// neighbouring elements and arrays differ.
+template <class T, size_t N> void fill(T (&values)[N], int nSeed)
+{
+    for (size_t i = 0; i < N; ++i)
+        values[i] = static_cast<T>(i % 2 == 1 ? (nSeed + static_cast<int>(i)) * 1.25 : 0);
+}
+
 TEST_F(SceneTest, AppliedControlsComeBackExactlyIncludingHostFields)
 {
     tag_s3Dcontrols c = controls();
-    c.viewFlags[2] = true;
-    c.meshColor = QColor(10, 20, 30);
     c.meshRenderSolid = false;
     c.meshRenderWireSolid = true;
     c.organRenderSolid = false;
@@ -211,26 +217,27 @@ TEST_F(SceneTest, AppliedControlsComeBackExactlyIncludingHostFields)
     c.organRenderWireframe = true;
     c.meshShadeLit = false;
     c.meshShadeBox = true;
-    c.extraRenderFlags[5] = true;
+    fill(c.viewFlags, 1);
+    fill(c.extraRenderFlags, 2);
+    fill(c.displayFlags, 3);
+    fill(c.intSettings, -9);
+    fill(c.doubleSettings, 5);
+    fill(c.tailFlags, 6);
+    fill(c.pdMap.flags, 0);
+    c.pdMap.visible() = false; // the named ones set apart: hidden, reversed, on a log scale
+    c.pdMap.reverse() = c.pdMap.logScale() = true;
+    c.meshColor = QColor(10, 20, 30);
     c.controlMode = 3;
-    c.meshVisible = false;
-    c.displayFlags[15] = true;
-    c.intSettings[1] = -7;
+    c.meshVisible = c.organsVisible = false;
+    c.flagB = true;
     c.meshOpacity = 29;
-    c.doubleSettings[11] = 1.0 / 3.0;
+    c.organOpacity = 63;
     c.name1 = "first";
     c.name2 = "second";
-    c.flagB = true;
-    c.organsVisible = false;
-    c.organOpacity = 63;
-    c.tailFlags[3] = true;
+    c.name3 = "SourceVoxels_1";
     c.pdMap.list1 = QStringList{"a", "b"};
     c.pdMap.text2 = "t2";
     c.pdMap.mode = 4;
-    c.pdMap.flags[0] = true;
-    c.pdMap.visible() = false;
-    c.pdMap.reverse() = true;
-    c.pdMap.logScale() = true;
     c.pdMap.colorBarIndex = 2;
     c.pdMap.sliderMin = 7;
     c.pdMap.sliderMax = 93;
@@ -239,33 +246,29 @@ TEST_F(SceneTest, AppliedControlsComeBackExactlyIncludingHostFields)
     c.pdMap.spinBoxMax = 4567.25f;
     c.pdMap.spinBoxValue = 999.0f;
     c.pdMap.intTail = 8;
-    c.name3 = "SourceVoxels_1";
     for (auto it = c.sourceControls.begin(); it != c.sourceControls.end(); ++it)
     {
         tag_s3DSourceControls& s = it.value();
+        fill(s.surfExtraFlags, 1);
+        fill(s.volumeFlags, 2);
+        fill(s.intensityExtra, -3);
+        fill(s.voxelFlags, 4);
+        fill(s.measurement.statistics, 5);
         s.surfaceColor = QColor::fromRgbF(0.1, 0.2, 0.3);
-        s.surfExtraFlags[1] = true;
         s.volumeOpacity = 31;
         s.surfaceOpacity = 71;
         s.surfaceVisible = !s.surfaceVisible;
         s.volumeVisible = !s.volumeVisible;
-        s.volumeMip = true;
+        s.volumeMip = s.volumeLogScale = s.measurement.active = true;
         s.sourceValue = 2.75;
-        s.volumeFlags[7] = true;
-        s.volumeLogScale = true;
         s.intensitySlider = 66;
         s.intensityValue = 12.345678901234567;
-        s.intensityExtra[1] = -1.5;
         s.rangeMax = 512.0;
         s.voxelType = 1;
-        s.voxelFlags[1] = true;
-        s.voxelFlags[2] = true;
         s.voxelColor = 5;
         s.colorMin = 12.5f;
         s.colorMax = 80.0f;
-        s.measurement.active = true;
         s.measurement.unit = "mm3";
-        s.measurement.statistics[2] = 9;
         s.drawMode = 3;
         s.shadeMode = 1;
     }
