@@ -200,10 +200,11 @@ TEST_F(ShowingFramesTest, PlayedFramesRepaintOnlyTheWidgetsWhoseValuesChange)
 }
 
 // While recording, the view is composed into the window and the palette repainted a few times
-// per second, not for every frame: no two showings come closer than the showing interval (a
-// timer may fire a little early). The movie still gets every frame (the stale-frame test of the
-// engine tests checks their content). When the recording ends, the screen shows the last
-// recorded frame.
+// per second, not for every frame: no more showings than the showing interval fits into the
+// recording's time, counted rather than timed one by one, since a busy machine delays single
+// paints (a timer may also fire a little early). The movie still gets every frame (the stale-frame
+// test of the engine tests checks their content). When the recording ends, the screen shows the
+// last recorded frame.
 TEST_F(ShowingFramesTest, ARecordingIsShownAFewTimesPerSecondAndEndsOnTheLastFrame)
 {
     addKeyFrames(90, 30, 2.0, 6);
@@ -225,9 +226,9 @@ TEST_F(ShowingFramesTest, ARecordingIsShownAFewTimesPerSecondAndEndsOnTheLastFra
         {
             int nPaints = 0;
             const qint64 nGap = counter.shortestGap(pWidget, nPaints);
-            EXPECT_TRUE(nGap < 0 || nGap >= nLeastGapMs)
+            EXPECT_LE(nPaints, nElapsedMs / nLeastGapMs + 2)
                 << pWidget->metaObject()->className() << ": " << nPaints << " paints in "
-                << nElapsedMs << " ms, two of them " << nGap << " ms apart";
+                << nElapsedMs << " ms, the closest two " << nGap << " ms apart";
             if (nElapsedMs > 4 * CKXGLView::kRecordingShowIntervalMs)
             {
                 EXPECT_GE(nPaints, 1) << pWidget->metaObject()->className();
