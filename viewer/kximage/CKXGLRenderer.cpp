@@ -1,6 +1,7 @@
 #include "CKXGLRenderer.h"
 
 #include "CKXGLShaders.h"
+#include "CKXGLTranslucency.h"
 #include "CKXPalette.h"
 #include "CKXSceneData.h"
 
@@ -144,6 +145,11 @@ bool CKXGLRenderer::initialize()
     m_pBackgroundProgram = KXGLShaders::backgroundProgram();
     if (!m_pSurfaceProgram || !m_pVoxelProgram || !m_pSliceProgram || !m_pBackgroundProgram)
         return false;
+    m_pSurface = m_pSurfaceProgram.get();
+    // Without it translucent objects are sorted whole, as they were before it existed.
+    m_pTranslucency = std::make_unique<CKXGLTranslucency>();
+    if (!m_pTranslucency->initialize())
+        m_pTranslucency.reset();
 
     glGenVertexArrays(1, &m_emptyVao);
 
@@ -260,6 +266,9 @@ void CKXGLRenderer::drawBackground(const CKXCamera&)
 
 void CKXGLRenderer::render(const CKXCamera& camera)
 {
+    GLint target = 0;
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &target);
+    m_nLastLayers = 0;
     glViewport(0, 0, camera.pixelWidth, camera.pixelHeight);
     glClearColor(0.05f, 0.06f, 0.08f, 1.0f);
     glClearDepth(1.0);
@@ -348,7 +357,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         case Item::Mesh:
         {
             const auto* m = static_cast<const CKXMeshObject*>(item.object);
-            bindWithCamera(*m_pSurfaceProgram);
+            bindWithCamera(*m_pSurface);
             if (m->state().shadeMode == 0)
                 drawBox(camera, m->geometry(), m->state().color, m->state().opacity);
             else
@@ -369,7 +378,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         case Item::SourceSurface:
         {
             const auto* s = static_cast<const CKXSurfaceObject*>(item.object);
-            bindWithCamera(*m_pSurfaceProgram);
+            bindWithCamera(*m_pSurface);
             if (s->state().shadeMode == 0)
                 drawBox(camera, s->geometry(), s->state().color, s->state().opacity);
             else
@@ -401,11 +410,35 @@ void CKXGLRenderer::render(const CKXCamera& camera)
 
     glEnable(GL_BLEND);
     glDepthMask(GL_FALSE);
-    for (const Item& item : blended)
+    auto isSurface = [](const Item& item) { return item.kind <= Item::SourceSurface; };
+    for (size_t i = 0; i < blended.size();)
     {
+        // A run of surfaces: peeled together, whatever order they were sorted in.
+        size_t end = i;
+        while (end < blended.size() && isSurface(blended[end]))
+            ++end;
+        if (end > i && m_bOrderIndependent && m_pTranslucency)
+        {
+            m_pSurface = m_pTranslucency->peelProgram();
+            const bool peeled =
+                m_pTranslucency->draw(GLuint(target), camera.pixelWidth, camera.pixelHeight,
+                                      [&]
+                                      {
+                                          for (size_t k = i; k < end; ++k)
+                                              drawItem(blended[k]);
+                                      });
+            m_pSurface = m_pSurfaceProgram.get();
+            if (peeled)
+            {
+                m_nLastLayers = std::max(m_nLastLayers, m_pTranslucency->lastLayerCount());
+                i = end;
+                continue;
+            }
+        }
         glBlendEquation(GL_FUNC_ADD);
         glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-        drawItem(item);
+        drawItem(blended[i]);
+        ++i;
     }
     glBlendEquation(GL_FUNC_ADD);
     glDepthMask(GL_TRUE);
@@ -419,7 +452,7 @@ void CKXGLRenderer::drawSurface(const CKXCamera&, const CKXGeometry& g, GpuMesh&
                                 const CKXObjectState& st, float opacity, bool useVertexColors,
                                 float emission, int pass)
 {
-    QOpenGLShaderProgram& p = *m_pSurfaceProgram;
+    QOpenGLShaderProgram& p = *m_pSurface;
     const QColor c = st.color;
     p.setUniformValue("uColor", QVector4D(float(c.redF()), float(c.greenF()), float(c.blueF()),
                                           std::clamp(opacity, 0.0f, 1.0f)));
@@ -462,8 +495,11 @@ void CKXGLRenderer::drawSurface(const CKXCamera&, const CKXGeometry& g, GpuMesh&
         {
             // The wire is a darker, half-transparent overlay: on a fine mesh a solid wire
             // would hide the surface altogether.
+            // While peeling, the wire is a layer of its own in front of the fill: blending it
+            // here would mix the layer's depth output too.
             const GLboolean blending = glIsEnabled(GL_BLEND);
-            glEnable(GL_BLEND);
+            if (m_pSurface == m_pSurfaceProgram.get())
+                glEnable(GL_BLEND);
             glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
             p.setUniformValue("uDarken", 0.5f);
             p.setUniformValue("uColor", QVector4D(float(c.redF()), float(c.greenF()),
@@ -487,7 +523,7 @@ void CKXGLRenderer::drawSurface(const CKXCamera&, const CKXGeometry& g, GpuMesh&
 void CKXGLRenderer::drawBox(const CKXCamera&, const CKXGeometry& g, const QColor& color,
                             float opacity)
 {
-    QOpenGLShaderProgram& p = *m_pSurfaceProgram;
+    QOpenGLShaderProgram& p = *m_pSurface;
     // The box's own model matrix: unit cube -> bounding box, inside the scene's transform.
     QMatrix4x4 boxModel;
     boxModel.translate(g.boxMin);

@@ -200,6 +200,7 @@ void CKXGLView::initializeGL()
     m_pRenderer = new CKXGLRenderer(m_pScene->data());
     if (!m_pRenderer->initialize())
         qWarning("CKXGLView: the 3D view cannot render (OpenGL 3.3 core profile required)");
+    m_pRenderer->setOrderIndependent(m_bOrderIndependent);
     connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, &CKXGLView::releaseRenderer,
             Qt::UniqueConnection);
 }
@@ -239,6 +240,20 @@ void CKXGLView::setFrameReuse(bool bOn)
 {
     m_bFrameReuse = bOn;
     invalidateFrame();
+}
+
+void CKXGLView::setOrderIndependentTranslucency(bool bOn)
+{
+    m_bOrderIndependent = bOn;
+    if (m_pRenderer)
+        m_pRenderer->setOrderIndependent(bOn);
+    invalidateFrame();
+    update();
+}
+
+int CKXGLView::lastTranslucentLayers() const
+{
+    return m_pRenderer ? m_pRenderer->lastLayerCount() : 0;
 }
 
 void CKXGLView::paintGL()

@@ -68,6 +68,11 @@ public:
     // holds: what a paint must show now. The view's size in device pixels, Format_RGB32; null
     // before the view has a GL context. Not counted by renderCount().
     QImage renderFreshFrame();
+    // Translucent surfaces blended per pixel in depth order (on by default); off sorts them as
+    // whole objects, as the view did before, for comparisons.
+    void setOrderIndependentTranslucency(bool bOn);
+    // Layers of translucent surfaces the last draw peeled (0: none, or sorted whole).
+    int lastTranslucentLayers() const;
 
 signals:
     // The user moved the camera (drag, wheel, pan). Not a change of the scene's content.
@@ -100,6 +105,7 @@ private:
     // Frame reuse: the generation counts changes of the scene, framebuffer and context; the
     // last draw's generation and camera decide whether a paint must draw.
     bool m_bFrameReuse = true;
+    bool m_bOrderIndependent = true;
     quint64 m_nGeneration = 1;
     quint64 m_nDrawnGeneration = 0;
     QMatrix4x4 m_drawnView;

@@ -1,0 +1,207 @@
+#include "CKXGLTranslucency.h"
+
+#include "CKXGLShaders.h"
+
+#include <QOpenGLShaderProgram>
+#include <QtDebug>
+
+CKXGLTranslucency::CKXGLTranslucency() = default;
+
+CKXGLTranslucency::~CKXGLTranslucency()
+{
+    if (!m_bReady)
+        return;
+    releaseBuffers();
+    glDeleteVertexArrays(1, &m_emptyVao);
+    glDeleteQueries(1, &m_query);
+}
+
+bool CKXGLTranslucency::initialize()
+{
+    if (!initializeOpenGLFunctions())
+        return false;
+    m_pPeelProgram = KXGLShaders::surfaceProgram(true);
+    m_pCompositeProgram = KXGLShaders::compositeProgram();
+    if (!m_pPeelProgram || !m_pCompositeProgram)
+        return false;
+    m_pPeelProgram->bind();
+    m_pPeelProgram->setUniformValue("uPeelDepth", kPeelDepthUnit);
+    m_pCompositeProgram->bind();
+    m_pCompositeProgram->setUniformValue("uImage", 0);
+    m_pCompositeProgram->release();
+    glGenVertexArrays(1, &m_emptyVao);
+    glGenQueries(1, &m_query);
+    m_bReady = true;
+    return true;
+}
+
+void CKXGLTranslucency::releaseBuffers()
+{
+    glDeleteFramebuffers(2, m_layerFbo);
+    glDeleteFramebuffers(1, &m_sumFbo);
+    GLuint textures[4] = {m_layerDepth[0], m_layerDepth[1], m_layerColor, m_sumColor};
+    glDeleteTextures(4, textures);
+    glDeleteRenderbuffers(1, &m_depthStencil);
+    m_layerFbo[0] = m_layerFbo[1] = m_sumFbo = 0;
+    m_layerDepth[0] = m_layerDepth[1] = m_layerColor = m_sumColor = m_depthStencil = 0;
+    m_nWidth = m_nHeight = 0;
+}
+
+bool CKXGLTranslucency::ensureBuffers(int w, int h)
+{
+    if (w == m_nWidth && h == m_nHeight && m_sumFbo)
+        return true;
+    releaseBuffers();
+    auto texture = [this, w, h](GLenum internal, GLenum format, GLenum type)
+    {
+        GLuint t = 0;
+        glGenTextures(1, &t);
+        glBindTexture(GL_TEXTURE_2D, t);
+        glTexImage2D(GL_TEXTURE_2D, 0, GLint(internal), w, h, 0, format, type, nullptr);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+        return t;
+    };
+    m_layerColor = texture(GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE);
+    m_layerDepth[0] = texture(GL_R32F, GL_RED, GL_FLOAT);
+    m_layerDepth[1] = texture(GL_R32F, GL_RED, GL_FLOAT);
+    // Half floats: the sum of many faint layers keeps its low bits.
+    m_sumColor = texture(GL_RGBA16F, GL_RGBA, GL_HALF_FLOAT);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    // The same format as the view's own depth buffer, so that the opaque depth can be copied.
+    glGenRenderbuffers(1, &m_depthStencil);
+    glBindRenderbuffer(GL_RENDERBUFFER, m_depthStencil);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, w, h);
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
+
+    bool complete = true;
+    glGenFramebuffers(2, m_layerFbo);
+    const GLenum buffers[2] = {GL_COLOR_ATTACHMENT0, GL_COLOR_ATTACHMENT1};
+    for (int k = 0; k < 2; ++k)
+    {
+        glBindFramebuffer(GL_FRAMEBUFFER, m_layerFbo[k]);
+        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, m_layerColor,
+                               0);
+        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT1, GL_TEXTURE_2D, m_layerDepth[k],
+                               0);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER,
+                                  m_depthStencil);
+        glDrawBuffers(2, buffers);
+        complete = complete && glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    }
+    glGenFramebuffers(1, &m_sumFbo);
+    glBindFramebuffer(GL_FRAMEBUFFER, m_sumFbo);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, m_sumColor, 0);
+    complete = complete && glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    if (!complete)
+    {
+        qWarning("CKXGLTranslucency: no %d x %d layer buffers; translucent objects are sorted "
+                 "whole instead",
+                 w, h);
+        releaseBuffers();
+        return false;
+    }
+    m_nWidth = w;
+    m_nHeight = h;
+    return true;
+}
+
+void CKXGLTranslucency::composite(GLuint texture, bool premultiply)
+{
+    m_pCompositeProgram->bind();
+    m_pCompositeProgram->setUniformValue("uPremultiply", premultiply ? 1 : 0);
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glBindVertexArray(m_emptyVao);
+    glDrawArrays(GL_TRIANGLES, 0, 3);
+    glBindVertexArray(0);
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+bool CKXGLTranslucency::draw(GLuint target, int w, int h, const std::function<void()>& drawLayer)
+{
+    m_nLastLayers = 0;
+    if (!m_bReady || m_bUnusable || w <= 0 || h <= 0)
+        return false;
+    // Earlier errors are not ours: only the checks below decide.
+    while (glGetError() != GL_NO_ERROR)
+    {
+    }
+    if (!ensureBuffers(w, h))
+    {
+        m_bUnusable = true;
+        glBindFramebuffer(GL_FRAMEBUFFER, target);
+        return false;
+    }
+
+    const GLfloat transparent[4] = {0, 0, 0, 0};
+    const GLfloat nothingAhead[4] = {-1, -1, -1, -1};
+    const GLfloat nothingBehind[4] = {2, 2, 2, 2};
+    glBindFramebuffer(GL_FRAMEBUFFER, m_sumFbo);
+    glClearBufferfv(GL_COLOR, 0, transparent);
+    // The first layer reads the second's depth texture: nothing in front of it.
+    glBindFramebuffer(GL_FRAMEBUFFER, m_layerFbo[1]);
+    glClearBufferfv(GL_COLOR, 1, nothingAhead);
+
+    glBlendEquation(GL_FUNC_ADD);
+    for (int layer = 0; layer < kMaxLayers; ++layer)
+    {
+        const int k = layer & 1;
+        // The opaque scene's depth hides what lies behind it in every layer.
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, target);
+        glBindFramebuffer(GL_DRAW_FRAMEBUFFER, m_layerFbo[k]);
+        glBlitFramebuffer(0, 0, w, h, 0, 0, w, h, GL_DEPTH_BUFFER_BIT, GL_NEAREST);
+        if (layer == 0 && glGetError() != GL_NO_ERROR)
+        {
+            // A view depth buffer of another format: the copy is impossible for good.
+            qWarning("CKXGLTranslucency: the view's depth cannot be copied; translucent "
+                     "objects are sorted whole instead");
+            m_bUnusable = true;
+            glBindFramebuffer(GL_FRAMEBUFFER, target);
+            return false;
+        }
+        glBindFramebuffer(GL_FRAMEBUFFER, m_layerFbo[k]);
+        glClearBufferfv(GL_COLOR, 0, transparent);
+        // Where this layer finds nothing, the next must find nothing either (not what lies
+        // behind an older layer's depth).
+        glClearBufferfv(GL_COLOR, 1, nothingBehind);
+        glActiveTexture(GL_TEXTURE0 + kPeelDepthUnit);
+        glBindTexture(GL_TEXTURE_2D, m_layerDepth[1 - k]);
+        glActiveTexture(GL_TEXTURE0);
+        glDisable(GL_BLEND);
+        glEnable(GL_DEPTH_TEST);
+        glDepthFunc(GL_LEQUAL);
+        glDepthMask(GL_TRUE);
+
+        glBeginQuery(GL_ANY_SAMPLES_PASSED, m_query);
+        drawLayer();
+        glEndQuery(GL_ANY_SAMPLES_PASSED);
+        GLuint anything = 0;
+        glGetQueryObjectuiv(m_query, GL_QUERY_RESULT, &anything);
+        glActiveTexture(GL_TEXTURE0 + kPeelDepthUnit);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        glActiveTexture(GL_TEXTURE0);
+        if (!anything)
+            break;
+        ++m_nLastLayers;
+
+        // Under what the nearer layers left: sum += (1 - sum.a) * layer.a * layer.
+        glBindFramebuffer(GL_FRAMEBUFFER, m_sumFbo);
+        glDisable(GL_DEPTH_TEST);
+        glDepthMask(GL_FALSE);
+        glEnable(GL_BLEND);
+        glBlendFuncSeparate(GL_ONE_MINUS_DST_ALPHA, GL_ONE, GL_ONE_MINUS_DST_ALPHA, GL_ONE);
+        composite(m_layerColor, true);
+    }
+
+    // The sum, premultiplied, over the opaque scene.
+    glBindFramebuffer(GL_FRAMEBUFFER, target);
+    glDisable(GL_DEPTH_TEST);
+    glDepthMask(GL_FALSE);
+    glEnable(GL_BLEND);
+    glBlendFuncSeparate(GL_ONE, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+    if (m_nLastLayers > 0)
+        composite(m_sumColor, false);
+    glEnable(GL_DEPTH_TEST);
+    return true;
+}
