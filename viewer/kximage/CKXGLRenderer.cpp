@@ -4,6 +4,7 @@
 #include "CKXGLTranslucency.h"
 #include "CKXPalette.h"
 #include "CKXSceneData.h"
+#include "KXGLShapes.h"
 
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
@@ -13,70 +14,6 @@
 #include <algorithm>
 #include <cmath>
 #include <vector>
-
-namespace
-{
-// 36 vertices of a unit cube centred on the origin: position, normal.
-std::vector<float> cubeVertices()
-{
-    std::vector<float> v;
-    const int faces[6][3] = {{0, 0, 1}, {0, 0, -1}, {1, 0, 0}, {-1, 0, 0}, {0, 1, 0}, {0, -1, 0}};
-    for (const auto& f : faces)
-    {
-        const QVector3D n(f[0], f[1], f[2]);
-        // Two axes spanning the face, oriented so that the triangles wind counter-clockwise
-        // seen from outside.
-        QVector3D u = std::abs(n.x()) > 0 ? QVector3D(0, 1, 0) : QVector3D(1, 0, 0);
-        QVector3D w = QVector3D::crossProduct(n, u);
-        const QVector3D c[4] = {0.5f * (n - u - w), 0.5f * (n + u - w), 0.5f * (n + u + w),
-                                0.5f * (n - u + w)};
-        // (u, w, n) is right-handed: u x w = n would wind counter-clockwise about n.
-        const bool ccw = QVector3D::dotProduct(QVector3D::crossProduct(u, w), n) > 0;
-        const int order[6] = {0, 1, 2, 0, 2, 3};
-        for (int k = 0; k < 6; ++k)
-        {
-            const QVector3D& p = c[ccw ? order[k] : order[5 - k]];
-            v.insert(v.end(), {p.x(), p.y(), p.z(), n.x(), n.y(), n.z()});
-        }
-    }
-    return v;
-}
-
-// A coarse sphere of diameter 1, non-indexed: position, normal.
-std::vector<float> sphereVertices(int lat, int lon)
-{
-    const double pi = 3.14159265358979323846;
-    auto point = [&](int i, int j)
-    {
-        const double th = pi * i / lat, ph = 2.0 * pi * j / lon;
-        return QVector3D(float(std::sin(th) * std::cos(ph)), float(std::sin(th) * std::sin(ph)),
-                         float(std::cos(th)));
-    };
-    std::vector<float> v;
-    auto put = [&v](const QVector3D& n) {
-        v.insert(v.end(), {0.5f * n.x(), 0.5f * n.y(), 0.5f * n.z(), n.x(), n.y(), n.z()});
-    };
-    for (int i = 0; i < lat; ++i)
-        for (int j = 0; j < lon; ++j)
-        {
-            const QVector3D a = point(i, j), b = point(i + 1, j), c = point(i + 1, j + 1),
-                            d = point(i, j + 1);
-            if (i > 0)
-            {
-                put(a);
-                put(b);
-                put(d);
-            }
-            if (i + 1 < lat)
-            {
-                put(d);
-                put(b);
-                put(c);
-            }
-        }
-    return v;
-}
-} // namespace
 
 struct CKXGLRenderer::GpuMesh
 {
@@ -168,7 +105,7 @@ bool CKXGLRenderer::initialize()
         }
     uploadPositions(m_boxVao, m_boxVbo, box);
 
-    const std::vector<float> sphere = sphereVertices(6, 10);
+    const std::vector<float> sphere = KXGLShapes::sphereVertices(6, 10);
     m_nSphereVertices = int(sphere.size() / 6);
     glGenBuffers(1, &m_sphereVbo);
     glBindBuffer(GL_ARRAY_BUFFER, m_sphereVbo);
@@ -411,6 +348,14 @@ void CKXGLRenderer::render(const CKXCamera& camera)
     glEnable(GL_BLEND);
     glDepthMask(GL_FALSE);
     auto isSurface = [](const Item& item) { return item.kind <= Item::SourceSurface; };
+    auto screenArea = [&](const Item& item)
+    {
+        const CKXGeometry& g = item.kind == Item::Mesh
+                                   ? static_cast<const CKXMeshObject*>(item.object)->geometry()
+                                   : static_cast<const CKXSurfaceObject*>(item.object)->geometry();
+        return CKXGLTranslucency::screenArea(mvp, g.boxMin, g.boxMax, camera.pixelWidth,
+                                             camera.pixelHeight);
+    };
     for (size_t i = 0; i < blended.size();)
     {
         // A run of surfaces: peeled together, whatever order they were sorted in.
@@ -419,9 +364,12 @@ void CKXGLRenderer::render(const CKXCamera& camera)
             ++end;
         if (end > i && m_bOrderIndependent && m_pTranslucency)
         {
+            QRect area;
+            for (size_t k = i; k < end; ++k)
+                area |= screenArea(blended[k]);
             m_pSurface = m_pTranslucency->peelProgram();
             const bool peeled =
-                m_pTranslucency->draw(GLuint(target), camera.pixelWidth, camera.pixelHeight,
+                m_pTranslucency->draw(GLuint(target), camera.pixelWidth, camera.pixelHeight, area,
                                       [&]
                                       {
                                           for (size_t k = i; k < end; ++k)
@@ -583,7 +531,7 @@ void CKXGLRenderer::drawVoxels(const CKXCamera& camera, const CKXVolumeObject& v
 
         // Cubes written out: per voxel its 24 face corners (corner, normal, voxel) and 36
         // indices, brightest voxel first like the voxels themselves.
-        const std::vector<float> cube = cubeVertices(); // 6 faces x (c0 c1 c2 c0 c2 c3)
+        const std::vector<float> cube = KXGLShapes::cubeVertices(); // 6 faces x (c0 c1 c2 c0 c2 c3)
         const int faceCorner[4] = {0, 1, 2, 5};
         const unsigned faceIndex[6] = {0, 1, 2, 0, 2, 3};
         std::vector<float> vertices;

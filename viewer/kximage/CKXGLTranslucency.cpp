@@ -5,6 +5,9 @@
 #include <QOpenGLShaderProgram>
 #include <QtDebug>
 
+#include <algorithm>
+#include <cmath>
+
 CKXGLTranslucency::CKXGLTranslucency() = default;
 
 CKXGLTranslucency::~CKXGLTranslucency()
@@ -118,11 +121,15 @@ void CKXGLTranslucency::composite(GLuint texture, bool premultiply)
     glBindTexture(GL_TEXTURE_2D, 0);
 }
 
-bool CKXGLTranslucency::draw(GLuint target, int w, int h, const std::function<void()>& drawLayer)
+bool CKXGLTranslucency::draw(GLuint target, int w, int h, const QRect& area,
+                             const std::function<void()>& drawLayer)
 {
     m_nLastLayers = 0;
     if (!m_bReady || m_bUnusable || w <= 0 || h <= 0)
         return false;
+    const QRect r = area & QRect(0, 0, w, h);
+    if (r.isEmpty())
+        return true; // nothing of them in view
     // Earlier errors are not ours: only the checks below decide.
     while (glGetError() != GL_NO_ERROR)
     {
@@ -134,6 +141,8 @@ bool CKXGLTranslucency::draw(GLuint target, int w, int h, const std::function<vo
         return false;
     }
 
+    glEnable(GL_SCISSOR_TEST);
+    glScissor(r.x(), r.y(), r.width(), r.height());
     const GLfloat transparent[4] = {0, 0, 0, 0};
     const GLfloat nothingAhead[4] = {-1, -1, -1, -1};
     const GLfloat nothingBehind[4] = {2, 2, 2, 2};
@@ -150,13 +159,16 @@ bool CKXGLTranslucency::draw(GLuint target, int w, int h, const std::function<vo
         // The opaque scene's depth hides what lies behind it in every layer.
         glBindFramebuffer(GL_READ_FRAMEBUFFER, target);
         glBindFramebuffer(GL_DRAW_FRAMEBUFFER, m_layerFbo[k]);
-        glBlitFramebuffer(0, 0, w, h, 0, 0, w, h, GL_DEPTH_BUFFER_BIT, GL_NEAREST);
+        const int x1 = r.x() + r.width(), y1 = r.y() + r.height();
+        glBlitFramebuffer(r.x(), r.y(), x1, y1, r.x(), r.y(), x1, y1, GL_DEPTH_BUFFER_BIT,
+                          GL_NEAREST);
         if (layer == 0 && glGetError() != GL_NO_ERROR)
         {
             // A view depth buffer of another format: the copy is impossible for good.
             qWarning("CKXGLTranslucency: the view's depth cannot be copied; translucent "
                      "objects are sorted whole instead");
             m_bUnusable = true;
+            glDisable(GL_SCISSOR_TEST);
             glBindFramebuffer(GL_FRAMEBUFFER, target);
             return false;
         }
@@ -202,6 +214,33 @@ bool CKXGLTranslucency::draw(GLuint target, int w, int h, const std::function<vo
     glBlendFuncSeparate(GL_ONE, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
     if (m_nLastLayers > 0)
         composite(m_sumColor, false);
+    glDisable(GL_SCISSOR_TEST);
     glEnable(GL_DEPTH_TEST);
     return true;
+}
+
+QRect CKXGLTranslucency::screenArea(const QMatrix4x4& mvp, const QVector3D& boxMin,
+                                    const QVector3D& boxMax, int w, int h)
+{
+    const QRect all(0, 0, w, h);
+    float x0 = 1, y0 = 1, x1 = -1, y1 = -1;
+    for (int c = 0; c < 8; ++c)
+    {
+        const QVector4D p =
+            mvp * QVector4D(c & 1 ? boxMax.x() : boxMin.x(), c & 2 ? boxMax.y() : boxMin.y(),
+                            c & 4 ? boxMax.z() : boxMin.z(), 1.0f);
+        if (!(p.w() > 1e-6f))
+            return all;
+        x0 = std::min(x0, p.x() / p.w());
+        x1 = std::max(x1, p.x() / p.w());
+        y0 = std::min(y0, p.y() / p.w());
+        y1 = std::max(y1, p.y() / p.w());
+    }
+    if (!(x0 <= x1 && y0 <= y1))
+        return all;
+    // Clamped before the conversion: a box far off the view must not overflow the int.
+    auto pixel = [](float ndc, int size)
+    { return int(std::floor((std::clamp(ndc, -1.0f, 1.0f) * 0.5f + 0.5f) * size)); };
+    return QRect(QPoint(pixel(x0, w) - 1, pixel(y0, h) - 1),
+                 QPoint(pixel(x1, w) + 1, pixel(y1, h) + 1));
 }

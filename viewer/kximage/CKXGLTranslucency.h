@@ -18,7 +18,10 @@
 #ifndef CKXGLTRANSLUCENCY_H
 #define CKXGLTRANSLUCENCY_H
 
+#include <QMatrix4x4>
 #include <QOpenGLFunctions_3_3_Core>
+#include <QRect>
+#include <QVector3D>
 
 #include <functional>
 #include <memory>
@@ -49,8 +52,15 @@ public:
     // off, and must draw every surface with peelProgram(). Returns false, having drawn
     // nothing, when the layer buffers cannot be had (the caller then draws its own way). Leaves
     // `target` bound, depth writes off and blending on.
-    bool draw(GLuint target, int pixelWidth, int pixelHeight,
+    // Only the pixels of `area` (framebuffer pixels, y up; clipped to the view) are touched:
+    // every pass costs per pixel, and the surfaces often cover a fraction of the view.
+    bool draw(GLuint target, int pixelWidth, int pixelHeight, const QRect& area,
               const std::function<void()>& drawLayer);
+    // The framebuffer pixels (y up) that the box [boxMin, boxMax] covers under mvp, a pixel
+    // wider on each side; the whole pixelWidth x pixelHeight view when part of the box lies
+    // behind the eye or the matrix is not a number.
+    static QRect screenArea(const QMatrix4x4& mvp, const QVector3D& boxMin, const QVector3D& boxMax,
+                            int pixelWidth, int pixelHeight);
     // Layers the last draw() peeled (1..kMaxLayers), 0 when it drew nothing.
     int lastLayerCount() const { return m_nLastLayers; }
 
