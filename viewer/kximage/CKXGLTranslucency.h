@@ -5,12 +5,14 @@
 // The method is depth peeling: each pass over the surfaces keeps, per pixel, the nearest
 // fragment behind the previous pass's, so pass k holds the k-th surface from the eye. The
 // layers are summed front to back and the sum is laid over the opaque scene once. It is exact,
-// and it keeps each surface's colour and opacity as the sorted drawing had them. Weighted
-// blended transparency was the one-pass alternative; it averages the colours of all layers by
-// a depth weight, so behind the body's 84 % skin the organs, the far wall and the far ear all
-// came through about equally strong: the fault in another form. Peeling costs one draw of the
-// translucent surfaces per layer; the layers stop as soon as a pass finds nothing more, and at
-// kMaxLayers, beyond which what is left shows through at most a few percent.
+// and it keeps each surface's colour and opacity as the sorted drawing had them, so the
+// pictures change only where the order was wrong. Weighted blended transparency would take
+// one pass, but it averages the colours of all layers by a depth weight: behind the body's
+// 84 % skin, which should let 16 % through, the organs, the far wall and the far ear
+// would each weigh about as much as the skin itself, which is the fault in another form. The
+// price of peeling is one draw of the translucent surfaces per layer (the sample needs 4 or 5
+// at most, see docs/performance.md); the layers stop as soon as a pass finds nothing more,
+// and at kMaxLayers, beyond which what is left shows through at most a few percent.
 //
 // Memory: per view pixel one RGBA8 layer colour, two R32F layer depths, a 24/8 depth-stencil
 // and an RGBA16F sum, 24 bytes (50 MB at 1920x1080), allocated at the first translucent frame
