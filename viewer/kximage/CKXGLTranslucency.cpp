@@ -96,6 +96,8 @@ bool CKXGLTranslucency::ensureBuffers(int w, int h)
     glBindFramebuffer(GL_FRAMEBUFFER, m_sumFbo);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, m_sumColor, 0);
     complete = complete && glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    // Out of memory for a very large view shows here, not in the completeness.
+    complete = glGetError() == GL_NO_ERROR && complete;
     if (!complete)
     {
         qWarning("CKXGLTranslucency: no %d x %d layer buffers; translucent objects are sorted "
@@ -134,9 +136,10 @@ bool CKXGLTranslucency::draw(GLuint target, int w, int h, const QRect& area,
     while (glGetError() != GL_NO_ERROR)
     {
     }
-    if (!ensureBuffers(w, h))
+    // A size whose buffers could not be had is not tried again every frame.
+    if (QSize(w, h) == m_failedSize || !ensureBuffers(w, h))
     {
-        m_bUnusable = true;
+        m_failedSize = QSize(w, h);
         glBindFramebuffer(GL_FRAMEBUFFER, target);
         return false;
     }

@@ -23,6 +23,7 @@
 #include <QMatrix4x4>
 #include <QOpenGLFunctions_3_3_Core>
 #include <QRect>
+#include <QSize>
 #include <QVector3D>
 
 #include <functional>
@@ -72,7 +73,8 @@ private:
     void composite(GLuint texture, bool premultiply);
 
     bool m_bReady = false;
-    bool m_bUnusable = false; // the depth copy or the buffers failed once: never again
+    bool m_bUnusable = false; // the depth copy failed once: never again
+    QSize m_failedSize;       // the view size whose layer buffers could not be made
     std::unique_ptr<QOpenGLShaderProgram> m_pPeelProgram;
     std::unique_ptr<QOpenGLShaderProgram> m_pCompositeProgram;
     int m_nWidth = 0, m_nHeight = 0;
