@@ -356,37 +356,69 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         return CKXGLTranslucency::screenArea(mvp, g.boxMin, g.boxMax, camera.pixelWidth,
                                              camera.pixelHeight);
     };
-    for (size_t i = 0; i < blended.size();)
+    auto blendOver = [this]
     {
-        // A run of surfaces: peeled together, whatever order they were sorted in.
-        size_t end = i;
-        while (end < blended.size() && isSurface(blended[end]))
-            ++end;
-        if (end > i && m_bOrderIndependent && m_pTranslucency)
-        {
-            QRect area;
-            for (size_t k = i; k < end; ++k)
-                area |= screenArea(blended[k]);
-            m_pSurface = m_pTranslucency->peelProgram();
-            const bool peeled =
-                m_pTranslucency->draw(GLuint(target), camera.pixelWidth, camera.pixelHeight, area,
-                                      [&]
-                                      {
-                                          for (size_t k = i; k < end; ++k)
-                                              drawItem(blended[k]);
-                                      });
-            m_pSurface = m_pSurfaceProgram.get();
-            if (peeled)
-            {
-                m_nLastLayers = std::max(m_nLastLayers, m_pTranslucency->lastLayerCount());
-                i = end;
-                continue;
-            }
-        }
         glBlendEquation(GL_FUNC_ADD);
         glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
-        drawItem(blended[i]);
-        ++i;
+    };
+    if (m_bOrderIndependent && m_pTranslucency &&
+        std::any_of(blended.begin(), blended.end(), isSurface))
+    {
+        // All surfaces peeled at once, the volumes drawn back to front between the surface
+        // fragments behind and in front of the plane through their mean centre: one pass per
+        // layer however many volumes there are (peeling the runs of surfaces between volumes
+        // separately cost a pass per layer and run).
+        QRect area;
+        float volumeDepth = 0;
+        int nVolumes = 0;
+        for (const Item& item : blended)
+            if (isSurface(item))
+                area |= screenArea(item);
+            else
+            {
+                volumeDepth += item.depth;
+                ++nVolumes;
+            }
+        float split = 2.0f;
+        if (nVolumes > 0)
+        {
+            const QVector4D clip =
+                camera.projection * QVector4D(0.0f, 0.0f, volumeDepth / nVolumes, 1.0f);
+            // Behind the eye: every surface lies beyond the volumes.
+            split =
+                clip.w() > 0.0f ? std::clamp(0.5f * clip.z() / clip.w() + 0.5f, 0.0f, 1.0f) : 0.0f;
+        }
+        m_pSurface = m_pTranslucency->peelProgram();
+        const bool peeled = m_pTranslucency->draw(
+            GLuint(target), camera.pixelWidth, camera.pixelHeight, area,
+            [&]
+            {
+                for (const Item& item : blended)
+                    if (isSurface(item))
+                        drawItem(item);
+            },
+            split,
+            [&]
+            {
+                for (const Item& item : blended)
+                    if (!isSurface(item))
+                    {
+                        blendOver();
+                        drawItem(item);
+                    }
+            });
+        m_pSurface = m_pSurfaceProgram.get();
+        if (peeled)
+        {
+            m_nLastLayers = m_pTranslucency->lastLayerCount();
+            blended.clear();
+        }
+    }
+    // Sorted whole: no surfaces, peeling off, or its buffers not to be had.
+    for (const Item& item : blended)
+    {
+        blendOver();
+        drawItem(item);
     }
     glBlendEquation(GL_FUNC_ADD);
     glDepthMask(GL_TRUE);

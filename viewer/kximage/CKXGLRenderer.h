@@ -5,9 +5,10 @@
 // depth writes, then every translucent, glowing or volumetric object back to front by its
 // centre with depth writes off. A translucent closed surface is drawn as two items, its back
 // faces behind and its front faces in front of whatever it encloses, so that organs and
-// sources inside a translucent body are blended correctly. Translucent surfaces that follow
-// each other in that order (no volume between them) are blended per pixel in their true depth
-// order (CKXGLTranslucency); volumes keep their place in the sorted order.
+// sources inside a translucent body are blended correctly. That is the order when per-pixel
+// order is off. With it on (the default) every translucent surface is blended per pixel in its
+// true depth order (CKXGLTranslucency), and the volumes are drawn, back to front, between the
+// surface fragments behind and in front of the plane through their mean centre.
 #ifndef CKXGLRENDERER_H
 #define CKXGLRENDERER_H
 

@@ -224,11 +224,23 @@ void main()
 const char* const kCompositeFS = R"(#version 330 core
 uniform sampler2D uImage;
 uniform int uPremultiply;
-out vec4 fragColor;
+layout(location = 0) out vec4 fragColor;
+#ifdef SPLIT
+// A peeled layer goes to the near sum (output 0) where its depth lies in front of uSplit, to
+// the far sum (output 1) elsewhere; the other output adds nothing.
+uniform sampler2D uDepth;
+uniform float uSplit;
+layout(location = 1) out vec4 farColor;
+#endif
 void main()
 {
     vec4 c = texelFetch(uImage, ivec2(gl_FragCoord.xy), 0);
     fragColor = uPremultiply != 0 ? vec4(c.rgb * c.a, c.a) : c;
+#ifdef SPLIT
+    bool far = texelFetch(uDepth, ivec2(gl_FragCoord.xy), 0).r >= uSplit;
+    farColor = far ? fragColor : vec4(0.0);
+    fragColor = far ? vec4(0.0) : fragColor;
+#endif
 }
 )";
 
@@ -257,9 +269,13 @@ std::unique_ptr<QOpenGLShaderProgram> surfaceProgram(bool bPeel)
     return makeProgram(kSurfaceVS, fs.constData());
 }
 
-std::unique_ptr<QOpenGLShaderProgram> compositeProgram()
+std::unique_ptr<QOpenGLShaderProgram> compositeProgram(bool bSplit)
 {
-    return makeProgram(kCompositeVS, kCompositeFS);
+    if (!bSplit)
+        return makeProgram(kCompositeVS, kCompositeFS);
+    QByteArray fs(kCompositeFS);
+    fs.insert(fs.indexOf('\n') + 1, "#define SPLIT 1\n");
+    return makeProgram(kCompositeVS, fs.constData());
 }
 
 std::unique_ptr<QOpenGLShaderProgram> voxelProgram()

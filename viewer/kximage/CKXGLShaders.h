@@ -19,7 +19,9 @@ std::unique_ptr<QOpenGLShaderProgram> voxelProgram();
 // Axis-aligned slices through a dense volume, blended back to front.
 std::unique_ptr<QOpenGLShaderProgram> sliceProgram();
 // Full-view copy of texture "uImage", premultiplied by its alpha when "uPremultiply" is 1.
-std::unique_ptr<QOpenGLShaderProgram> compositeProgram();
+// The split variant writes each texel to output 0 where the depth texture "uDepth" is below
+// "uSplit" (a window depth, 0..1), to output 1 elsewhere, and transparent black to the other.
+std::unique_ptr<QOpenGLShaderProgram> compositeProgram(bool bSplit = false);
 // The full-view background gradient.
 std::unique_ptr<QOpenGLShaderProgram> backgroundProgram();
 } // namespace KXGLShaders

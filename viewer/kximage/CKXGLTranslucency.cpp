@@ -25,12 +25,17 @@ bool CKXGLTranslucency::initialize()
         return false;
     m_pPeelProgram = KXGLShaders::surfaceProgram(true);
     m_pCompositeProgram = KXGLShaders::compositeProgram();
-    if (!m_pPeelProgram || !m_pCompositeProgram)
+    m_pSplitProgram = KXGLShaders::compositeProgram(true);
+    if (!m_pPeelProgram || !m_pCompositeProgram || !m_pSplitProgram)
         return false;
     m_pPeelProgram->bind();
     m_pPeelProgram->setUniformValue("uPeelDepth", kPeelDepthUnit);
     m_pCompositeProgram->bind();
     m_pCompositeProgram->setUniformValue("uImage", 0);
+    m_pSplitProgram->bind();
+    m_pSplitProgram->setUniformValue("uImage", 0);
+    m_pSplitProgram->setUniformValue("uDepth", 1);
+    m_pSplitProgram->setUniformValue("uPremultiply", 1);
     m_pCompositeProgram->release();
     glGenVertexArrays(1, &m_emptyVao);
     glGenQueries(1, &m_query);
@@ -42,11 +47,12 @@ void CKXGLTranslucency::releaseBuffers()
 {
     glDeleteFramebuffers(2, m_layerFbo);
     glDeleteFramebuffers(1, &m_sumFbo);
-    GLuint textures[4] = {m_layerDepth[0], m_layerDepth[1], m_layerColor, m_sumColor};
-    glDeleteTextures(4, textures);
+    GLuint textures[5] = {m_layerDepth[0], m_layerDepth[1], m_layerColor, m_sumColor, m_farColor};
+    glDeleteTextures(5, textures);
     glDeleteRenderbuffers(1, &m_depthStencil);
     m_layerFbo[0] = m_layerFbo[1] = m_sumFbo = 0;
-    m_layerDepth[0] = m_layerDepth[1] = m_layerColor = m_sumColor = m_depthStencil = 0;
+    m_layerDepth[0] = m_layerDepth[1] = m_layerColor = m_sumColor = m_farColor = 0;
+    m_depthStencil = 0;
     m_nWidth = m_nHeight = 0;
 }
 
@@ -70,6 +76,7 @@ bool CKXGLTranslucency::ensureBuffers(int w, int h)
     m_layerDepth[1] = texture(GL_R32F, GL_RED, GL_FLOAT);
     // Half floats: the sum of many faint layers keeps its low bits.
     m_sumColor = texture(GL_RGBA16F, GL_RGBA, GL_HALF_FLOAT);
+    m_farColor = texture(GL_RGBA16F, GL_RGBA, GL_HALF_FLOAT);
     glBindTexture(GL_TEXTURE_2D, 0);
     // The same format as the view's own depth buffer, so that the opaque depth can be copied.
     glGenRenderbuffers(1, &m_depthStencil);
@@ -95,6 +102,8 @@ bool CKXGLTranslucency::ensureBuffers(int w, int h)
     glGenFramebuffers(1, &m_sumFbo);
     glBindFramebuffer(GL_FRAMEBUFFER, m_sumFbo);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, m_sumColor, 0);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT1, GL_TEXTURE_2D, m_farColor, 0);
+    glDrawBuffers(2, buffers);
     complete = complete && glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
     // Out of memory for a very large view shows here, not in the completeness.
     complete = glGetError() == GL_NO_ERROR && complete;
@@ -124,14 +133,29 @@ void CKXGLTranslucency::composite(GLuint texture, bool premultiply)
 }
 
 bool CKXGLTranslucency::draw(GLuint target, int w, int h, const QRect& area,
-                             const std::function<void()>& drawLayer)
+                             const std::function<void()>& drawLayer, float splitDepth,
+                             const std::function<void()>& drawBetween)
 {
     m_nLastLayers = 0;
     if (!m_bReady || m_bUnusable || w <= 0 || h <= 0)
         return false;
+    auto between = [&]
+    {
+        if (!drawBetween)
+            return;
+        glDisable(GL_SCISSOR_TEST);
+        glEnable(GL_DEPTH_TEST);
+        glDepthMask(GL_FALSE);
+        glEnable(GL_BLEND);
+        drawBetween();
+        glBindFramebuffer(GL_FRAMEBUFFER, target);
+    };
     const QRect r = area & QRect(0, 0, w, h);
     if (r.isEmpty())
-        return true; // nothing of them in view
+    {
+        between(); // no surface in view
+        return true;
+    }
     // Earlier errors are not ours: only the checks below decide.
     while (glGetError() != GL_NO_ERROR)
     {
@@ -149,8 +173,11 @@ bool CKXGLTranslucency::draw(GLuint target, int w, int h, const QRect& area,
     const GLfloat transparent[4] = {0, 0, 0, 0};
     const GLfloat nothingAhead[4] = {-1, -1, -1, -1};
     const GLfloat nothingBehind[4] = {2, 2, 2, 2};
+    const bool split = splitDepth <= 1.0f;
     glBindFramebuffer(GL_FRAMEBUFFER, m_sumFbo);
     glClearBufferfv(GL_COLOR, 0, transparent);
+    if (split)
+        glClearBufferfv(GL_COLOR, 1, transparent);
     // The first layer reads the second's depth texture: nothing in front of it.
     glBindFramebuffer(GL_FRAMEBUFFER, m_layerFbo[1]);
     glClearBufferfv(GL_COLOR, 1, nothingAhead);
@@ -188,15 +215,15 @@ bool CKXGLTranslucency::draw(GLuint target, int w, int h, const QRect& area,
         glDepthFunc(GL_LEQUAL);
         glDepthMask(GL_TRUE);
 
-        glBeginQuery(GL_ANY_SAMPLES_PASSED, m_query);
+        glBeginQuery(GL_SAMPLES_PASSED, m_query);
         drawLayer();
-        glEndQuery(GL_ANY_SAMPLES_PASSED);
-        GLuint anything = 0;
-        glGetQueryObjectuiv(m_query, GL_QUERY_RESULT, &anything);
+        glEndQuery(GL_SAMPLES_PASSED);
+        GLuint samples = 0;
+        glGetQueryObjectuiv(m_query, GL_QUERY_RESULT, &samples);
         glActiveTexture(GL_TEXTURE0 + kPeelDepthUnit);
         glBindTexture(GL_TEXTURE_2D, 0);
         glActiveTexture(GL_TEXTURE0);
-        if (!anything)
+        if (!samples)
             break;
         ++m_nLastLayers;
 
@@ -206,17 +233,49 @@ bool CKXGLTranslucency::draw(GLuint target, int w, int h, const QRect& area,
         glDepthMask(GL_FALSE);
         glEnable(GL_BLEND);
         glBlendFuncSeparate(GL_ONE_MINUS_DST_ALPHA, GL_ONE, GL_ONE_MINUS_DST_ALPHA, GL_ONE);
-        composite(m_layerColor, true);
+        if (split)
+        {
+            // Near and far sums: a layer is the same depth order within each.
+            m_pSplitProgram->bind();
+            m_pSplitProgram->setUniformValue("uSplit", splitDepth);
+            glActiveTexture(GL_TEXTURE1);
+            glBindTexture(GL_TEXTURE_2D, m_layerDepth[k]);
+            glActiveTexture(GL_TEXTURE0);
+            glBindTexture(GL_TEXTURE_2D, m_layerColor);
+            glBindVertexArray(m_emptyVao);
+            glDrawArrays(GL_TRIANGLES, 0, 3);
+            glBindVertexArray(0);
+            glBindTexture(GL_TEXTURE_2D, 0);
+            glActiveTexture(GL_TEXTURE1);
+            glBindTexture(GL_TEXTURE_2D, 0);
+            glActiveTexture(GL_TEXTURE0);
+        }
+        else
+            composite(m_layerColor, true);
+        // A pixel has a next layer only where it had this one. When this layer covered a few
+        // pixels only, whatever lies behind it can change no more than those, faintly through
+        // all the layers in front: not worth another pass over every surface.
+        if (qint64(samples) < qint64(r.width()) * r.height() / kFewPixelsPer)
+            break;
     }
 
-    // The sum, premultiplied, over the opaque scene.
+    // The sums, premultiplied, over the opaque scene: far, what lies between, near.
     glBindFramebuffer(GL_FRAMEBUFFER, target);
     glDisable(GL_DEPTH_TEST);
     glDepthMask(GL_FALSE);
     glEnable(GL_BLEND);
     glBlendFuncSeparate(GL_ONE, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+    if (m_nLastLayers > 0 && split)
+        composite(m_farColor, false);
+    between();
     if (m_nLastLayers > 0)
+    {
+        glEnable(GL_SCISSOR_TEST);
+        glDisable(GL_DEPTH_TEST);
+        glBlendEquation(GL_FUNC_ADD);
+        glBlendFuncSeparate(GL_ONE, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
         composite(m_sumColor, false);
+    }
     glDisable(GL_SCISSOR_TEST);
     glEnable(GL_DEPTH_TEST);
     return true;
