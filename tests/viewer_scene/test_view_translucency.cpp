@@ -10,6 +10,8 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QImage>
+#include <QMouseEvent>
+#include <QWheelEvent>
 
 #include <gtest/gtest.h>
 
@@ -158,4 +160,63 @@ TEST_F(TranslucencyTest, AnOpaqueSceneDrawsExactlyAsWhenSorted)
     scene.getNode("GLVolume")->show(true);
     const QImage peeled = render(scene, true), sorted = render(scene, false);
     EXPECT_EQ(difference(peeled, sorted), 0.0);
+}
+
+TEST_F(TranslucencyTest, TheViewSortsWhileTheCameraMovesAndPeelsWhenItStops)
+{
+    CKXSampleScene scene(0);
+    CKXGLView view(&scene);
+    view.resize(kWidth, kHeight);
+    view.show();
+    QElapsedTimer t;
+    t.start();
+    while (!view.isValid() && t.elapsed() < 10000)
+        QApplication::processEvents();
+    ASSERT_TRUE(view.isValid()) << "no GL context";
+    // From behind, where the far ear tells the two drawings apart.
+    view.setCurrentQuaternion(unitquaternion(deg2rad(180.0), Y_AXIS));
+    auto grab = [&] { return view.grabFramebuffer().convertToFormat(QImage::Format_RGB32); };
+    auto send = [&](QEvent::Type type, QPoint p, Qt::MouseButtons buttons)
+    {
+        QMouseEvent e(type, p, type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, buttons,
+                      Qt::NoModifier);
+        QApplication::sendEvent(&view, &e);
+    };
+    // Waits for the repaint an event scheduled; false if none came.
+    auto repainted = [&]
+    {
+        const int n = view.renderCount();
+        QElapsedTimer w;
+        w.start();
+        while (view.renderCount() == n && w.elapsed() < 3000)
+            QApplication::processEvents();
+        return view.renderCount() > n;
+    };
+
+    send(QEvent::MouseButtonPress, QPoint(160, 120), Qt::LeftButton);
+    send(QEvent::MouseMove, QPoint(163, 121), Qt::LeftButton);
+    const QImage dragged = grab();
+    EXPECT_GT(difference(dragged, view.renderFreshFrame()), 0.05) << "peeled while dragged";
+    // Recording (and Play) draw every frame peeled, even with the mouse held.
+    view.setKFRecording(true);
+    view.setCurrentQuaternion(unitquaternion(deg2rad(170.0), Y_AXIS));
+    EXPECT_EQ(difference(grab(), view.renderFreshFrame()), 0.0) << "recorded unpeeled";
+    view.setKFRecording(false);
+    send(QEvent::MouseMove, QPoint(166, 122), Qt::LeftButton);
+    EXPECT_GT(difference(grab(), view.renderFreshFrame()), 0.05);
+
+    // Let go: one repaint, peeled, that a grab then reuses.
+    send(QEvent::MouseButtonRelease, QPoint(166, 122), Qt::NoButton);
+    ASSERT_TRUE(repainted()) << "the picture stays sorted after the drag";
+    const int nRenders = view.renderCount();
+    EXPECT_EQ(difference(grab(), view.renderFreshFrame()), 0.0);
+    EXPECT_EQ(view.renderCount(), nRenders);
+
+    // The wheel: sorted while the notches come, peeled once they stop.
+    QWheelEvent wheel(QPointF(160, 120), QPointF(160, 120), QPoint(), QPoint(0, 120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&view, &wheel);
+    EXPECT_GT(difference(grab(), view.renderFreshFrame()), 0.05) << "peeled while zoomed";
+    ASSERT_TRUE(repainted()) << "the picture stays sorted after the zoom";
+    EXPECT_EQ(difference(grab(), view.renderFreshFrame()), 0.0);
 }

@@ -5,6 +5,12 @@
 // camera, the size or pixel ratio, a new framebuffer or context); otherwise it leaves the
 // framebuffer as the last draw left it. A recorded frame is thus drawn once: by the grab, not
 // again by the repaint that follows it.
+//
+// While the user moves the camera (a mouse button held in the view, or wheel notches less than
+// kQuietMs apart) translucent objects are sorted whole: per-pixel order costs several times
+// the frame on a software renderer, and a turning subject must follow the mouse. The moment
+// the interaction ends the view draws once more in per-pixel order. Play and Record are always
+// drawn in per-pixel order, even with the mouse held, so a movie is always drawn right.
 #ifndef CKXGLVIEW_H
 #define CKXGLVIEW_H
 
@@ -84,12 +90,15 @@ protected:
     void paintGL() override;
     void mousePressEvent(QMouseEvent* pEvent) override;
     void mouseMoveEvent(QMouseEvent* pEvent) override;
+    void mouseReleaseEvent(QMouseEvent* pEvent) override;
     void wheelEvent(QWheelEvent* pEvent) override;
     void timerEvent(QTimerEvent* pEvent) override;
 
 private:
     // Something the camera does not describe changed: the next paint draws.
     void invalidateFrame() { ++m_nGeneration; }
+    // The mouse let go of the camera: the next paint draws in per-pixel order.
+    void endInteraction();
 
     CKXSampleScene* m_pScene;
     CKXGLRenderer* m_pRenderer = nullptr;
@@ -106,6 +115,12 @@ private:
     // last draw's generation and camera decide whether a paint must draw.
     bool m_bFrameReuse = true;
     bool m_bOrderIndependent = true;
+    // The user is moving the camera (see the top of this file); the wheel's timer ends it.
+    bool m_bInteracting = false;
+    bool m_bMouseHeld = false;
+    int m_nWheelTimer = 0;
+    // The last draw sorted translucent objects whole because of an interaction.
+    bool m_bDrawnQuick = false;
     quint64 m_nGeneration = 1;
     quint64 m_nDrawnGeneration = 0;
     QMatrix4x4 m_drawnView;
