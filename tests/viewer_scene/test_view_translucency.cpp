@@ -221,3 +221,32 @@ TEST_F(TranslucencyTest, TheViewSortsWhileTheCameraMovesAndPeelsWhenItStops)
     ASSERT_TRUE(repainted()) << "the picture stays sorted after the zoom";
     EXPECT_EQ(difference(grab(), view.renderFreshFrame()), 0.0);
 }
+
+TEST_F(TranslucencyTest, LightSourceVoxelsGlowBetweenTheFarAndTheNearSkin)
+{
+    // The voxels sit inside the body: behind its near wall, in front of its far wall, as the
+    // whole-object order has them too. Where they glow, both drawings agree.
+    CKXSampleScene scene(0);
+    tag_s3Dcontrols c = scene.currentControls();
+    c.meshOpacity = 84;
+    c.organsVisible = false;
+    for (auto& s : c.sourceControls)
+        s.surfaceVisible = s.volumeVisible = false;
+    scene.applyControls(c);
+    const QImage dark = render(scene, false);
+    for (auto& s : c.sourceControls)
+        s.volumeVisible = true;
+    scene.applyControls(c);
+    const QImage sorted = render(scene, false), peeled = render(scene, true);
+    double sum = 0;
+    int n = 0;
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x)
+            if (qGray(sorted.pixel(x, y)) - qGray(dark.pixel(x, y)) > 4)
+            {
+                sum += std::abs(qGray(sorted.pixel(x, y)) - qGray(peeled.pixel(x, y)));
+                ++n;
+            }
+    ASSERT_GT(n, 100) << "the glow must be in view";
+    EXPECT_LT(sum / n, 1.5) << n << " pixels";
+}
