@@ -2,7 +2,9 @@
 //   scene_snapshot OUT.png [--size WxH] [--variant N] [--rotate DEG,AX,AY,AZ]
 //                  [--translate X,Y,Z] [--set KEY=VALUE ...]
 // Keys for --set: meshOpacity, meshDraw, meshShade, pdVisible, pdLog, pdReverse, organs,
-// organOpacity, glvolume, mip, threshold, voxelType. Runs under scripts/with-xvfb.
+// organOpacity, glvolume, mip, threshold, voxelType, sources (0 hides them all), sorted (1:
+// translucent objects sorted whole, without the per-pixel order). Runs under
+// scripts/with-xvfb.
 #include "C3DVolume.h"
 #include "CKXGLView.h"
 #include "CKXSampleScene.h"
@@ -81,6 +83,9 @@ int main(int argc, char** argv)
         else if (key == "voxelType")
             for (auto& sc : c.sourceControls)
                 sc.voxelType = int(v);
+        else if (key == "sources" && v == 0)
+            for (auto& sc : c.sourceControls)
+                sc.surfaceVisible = sc.volumeVisible = false;
     }
     scene.applyControls(c);
     for (const QString& s : sets)
@@ -95,6 +100,9 @@ int main(int argc, char** argv)
             scene.getNode("GLVolume")->show(v != 0);
     }
     CKXGLView view(&scene);
+    for (const QString& s : sets)
+        if (s == "sorted=1")
+            view.setOrderIndependentTranslucency(false);
     view.resize(w, h);
     view.show();
     view.setCurrentQuaternion(rotation);

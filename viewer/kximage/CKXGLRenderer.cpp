@@ -1,8 +1,10 @@
 #include "CKXGLRenderer.h"
 
 #include "CKXGLShaders.h"
+#include "CKXGLTranslucency.h"
 #include "CKXPalette.h"
 #include "CKXSceneData.h"
+#include "KXGLShapes.h"
 
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
@@ -12,70 +14,6 @@
 #include <algorithm>
 #include <cmath>
 #include <vector>
-
-namespace
-{
-// 36 vertices of a unit cube centred on the origin: position, normal.
-std::vector<float> cubeVertices()
-{
-    std::vector<float> v;
-    const int faces[6][3] = {{0, 0, 1}, {0, 0, -1}, {1, 0, 0}, {-1, 0, 0}, {0, 1, 0}, {0, -1, 0}};
-    for (const auto& f : faces)
-    {
-        const QVector3D n(f[0], f[1], f[2]);
-        // Two axes spanning the face, oriented so that the triangles wind counter-clockwise
-        // seen from outside.
-        QVector3D u = std::abs(n.x()) > 0 ? QVector3D(0, 1, 0) : QVector3D(1, 0, 0);
-        QVector3D w = QVector3D::crossProduct(n, u);
-        const QVector3D c[4] = {0.5f * (n - u - w), 0.5f * (n + u - w), 0.5f * (n + u + w),
-                                0.5f * (n - u + w)};
-        // (u, w, n) is right-handed: u x w = n would wind counter-clockwise about n.
-        const bool ccw = QVector3D::dotProduct(QVector3D::crossProduct(u, w), n) > 0;
-        const int order[6] = {0, 1, 2, 0, 2, 3};
-        for (int k = 0; k < 6; ++k)
-        {
-            const QVector3D& p = c[ccw ? order[k] : order[5 - k]];
-            v.insert(v.end(), {p.x(), p.y(), p.z(), n.x(), n.y(), n.z()});
-        }
-    }
-    return v;
-}
-
-// A coarse sphere of diameter 1, non-indexed: position, normal.
-std::vector<float> sphereVertices(int lat, int lon)
-{
-    const double pi = 3.14159265358979323846;
-    auto point = [&](int i, int j)
-    {
-        const double th = pi * i / lat, ph = 2.0 * pi * j / lon;
-        return QVector3D(float(std::sin(th) * std::cos(ph)), float(std::sin(th) * std::sin(ph)),
-                         float(std::cos(th)));
-    };
-    std::vector<float> v;
-    auto put = [&v](const QVector3D& n) {
-        v.insert(v.end(), {0.5f * n.x(), 0.5f * n.y(), 0.5f * n.z(), n.x(), n.y(), n.z()});
-    };
-    for (int i = 0; i < lat; ++i)
-        for (int j = 0; j < lon; ++j)
-        {
-            const QVector3D a = point(i, j), b = point(i + 1, j), c = point(i + 1, j + 1),
-                            d = point(i, j + 1);
-            if (i > 0)
-            {
-                put(a);
-                put(b);
-                put(d);
-            }
-            if (i + 1 < lat)
-            {
-                put(d);
-                put(b);
-                put(c);
-            }
-        }
-    return v;
-}
-} // namespace
 
 struct CKXGLRenderer::GpuMesh
 {
@@ -144,6 +82,11 @@ bool CKXGLRenderer::initialize()
     m_pBackgroundProgram = KXGLShaders::backgroundProgram();
     if (!m_pSurfaceProgram || !m_pVoxelProgram || !m_pSliceProgram || !m_pBackgroundProgram)
         return false;
+    m_pSurface = m_pSurfaceProgram.get();
+    // Without it translucent objects are sorted whole, as they were before it existed.
+    m_pTranslucency = std::make_unique<CKXGLTranslucency>();
+    if (!m_pTranslucency->initialize())
+        m_pTranslucency.reset();
 
     glGenVertexArrays(1, &m_emptyVao);
 
@@ -162,7 +105,7 @@ bool CKXGLRenderer::initialize()
         }
     uploadPositions(m_boxVao, m_boxVbo, box);
 
-    const std::vector<float> sphere = sphereVertices(6, 10);
+    const std::vector<float> sphere = KXGLShapes::sphereVertices(6, 10);
     m_nSphereVertices = int(sphere.size() / 6);
     glGenBuffers(1, &m_sphereVbo);
     glBindBuffer(GL_ARRAY_BUFFER, m_sphereVbo);
@@ -260,6 +203,9 @@ void CKXGLRenderer::drawBackground(const CKXCamera&)
 
 void CKXGLRenderer::render(const CKXCamera& camera)
 {
+    GLint target = 0;
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &target);
+    m_nLastLayers = 0;
     glViewport(0, 0, camera.pixelWidth, camera.pixelHeight);
     glClearColor(0.05f, 0.06f, 0.08f, 1.0f);
     glClearDepth(1.0);
@@ -348,7 +294,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         case Item::Mesh:
         {
             const auto* m = static_cast<const CKXMeshObject*>(item.object);
-            bindWithCamera(*m_pSurfaceProgram);
+            bindWithCamera(*m_pSurface);
             if (m->state().shadeMode == 0)
                 drawBox(camera, m->geometry(), m->state().color, m->state().opacity);
             else
@@ -369,7 +315,7 @@ void CKXGLRenderer::render(const CKXCamera& camera)
         case Item::SourceSurface:
         {
             const auto* s = static_cast<const CKXSurfaceObject*>(item.object);
-            bindWithCamera(*m_pSurfaceProgram);
+            bindWithCamera(*m_pSurface);
             if (s->state().shadeMode == 0)
                 drawBox(camera, s->geometry(), s->state().color, s->state().opacity);
             else
@@ -401,10 +347,77 @@ void CKXGLRenderer::render(const CKXCamera& camera)
 
     glEnable(GL_BLEND);
     glDepthMask(GL_FALSE);
-    for (const Item& item : blended)
+    auto isSurface = [](const Item& item) { return item.kind <= Item::SourceSurface; };
+    auto screenArea = [&](const Item& item)
+    {
+        const CKXGeometry& g = item.kind == Item::Mesh
+                                   ? static_cast<const CKXMeshObject*>(item.object)->geometry()
+                                   : static_cast<const CKXSurfaceObject*>(item.object)->geometry();
+        return CKXGLTranslucency::screenArea(mvp, g.boxMin, g.boxMax, camera.pixelWidth,
+                                             camera.pixelHeight);
+    };
+    auto blendOver = [this]
     {
         glBlendEquation(GL_FUNC_ADD);
         glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+    };
+    if (m_bOrderIndependent && m_pTranslucency &&
+        std::any_of(blended.begin(), blended.end(), isSurface))
+    {
+        // All surfaces peeled at once, the volumes drawn back to front between the surface
+        // fragments behind and in front of the plane through their mean centre: one pass per
+        // layer however many volumes there are (peeling the runs of surfaces between volumes
+        // separately cost a pass per layer and run).
+        QRect area;
+        float volumeDepth = 0;
+        int nVolumes = 0;
+        for (const Item& item : blended)
+            if (isSurface(item))
+                area |= screenArea(item);
+            else
+            {
+                volumeDepth += item.depth;
+                ++nVolumes;
+            }
+        float split = 2.0f;
+        if (nVolumes > 0)
+        {
+            const QVector4D clip =
+                camera.projection * QVector4D(0.0f, 0.0f, volumeDepth / nVolumes, 1.0f);
+            // Behind the eye: every surface lies beyond the volumes.
+            split =
+                clip.w() > 0.0f ? std::clamp(0.5f * clip.z() / clip.w() + 0.5f, 0.0f, 1.0f) : 0.0f;
+        }
+        m_pSurface = m_pTranslucency->peelProgram();
+        const bool peeled = m_pTranslucency->draw(
+            GLuint(target), camera.pixelWidth, camera.pixelHeight, area,
+            [&]
+            {
+                for (const Item& item : blended)
+                    if (isSurface(item))
+                        drawItem(item);
+            },
+            split,
+            [&]
+            {
+                for (const Item& item : blended)
+                    if (!isSurface(item))
+                    {
+                        blendOver();
+                        drawItem(item);
+                    }
+            });
+        m_pSurface = m_pSurfaceProgram.get();
+        if (peeled)
+        {
+            m_nLastLayers = m_pTranslucency->lastLayerCount();
+            blended.clear();
+        }
+    }
+    // Sorted whole: no surfaces, peeling off, or its buffers not to be had.
+    for (const Item& item : blended)
+    {
+        blendOver();
         drawItem(item);
     }
     glBlendEquation(GL_FUNC_ADD);
@@ -419,7 +432,7 @@ void CKXGLRenderer::drawSurface(const CKXCamera&, const CKXGeometry& g, GpuMesh&
                                 const CKXObjectState& st, float opacity, bool useVertexColors,
                                 float emission, int pass)
 {
-    QOpenGLShaderProgram& p = *m_pSurfaceProgram;
+    QOpenGLShaderProgram& p = *m_pSurface;
     const QColor c = st.color;
     p.setUniformValue("uColor", QVector4D(float(c.redF()), float(c.greenF()), float(c.blueF()),
                                           std::clamp(opacity, 0.0f, 1.0f)));
@@ -462,8 +475,11 @@ void CKXGLRenderer::drawSurface(const CKXCamera&, const CKXGeometry& g, GpuMesh&
         {
             // The wire is a darker, half-transparent overlay: on a fine mesh a solid wire
             // would hide the surface altogether.
+            // While peeling, the wire is a layer of its own in front of the fill: blending it
+            // here would mix the layer's depth output too.
             const GLboolean blending = glIsEnabled(GL_BLEND);
-            glEnable(GL_BLEND);
+            if (m_pSurface == m_pSurfaceProgram.get())
+                glEnable(GL_BLEND);
             glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
             p.setUniformValue("uDarken", 0.5f);
             p.setUniformValue("uColor", QVector4D(float(c.redF()), float(c.greenF()),
@@ -487,7 +503,7 @@ void CKXGLRenderer::drawSurface(const CKXCamera&, const CKXGeometry& g, GpuMesh&
 void CKXGLRenderer::drawBox(const CKXCamera&, const CKXGeometry& g, const QColor& color,
                             float opacity)
 {
-    QOpenGLShaderProgram& p = *m_pSurfaceProgram;
+    QOpenGLShaderProgram& p = *m_pSurface;
     // The box's own model matrix: unit cube -> bounding box, inside the scene's transform.
     QMatrix4x4 boxModel;
     boxModel.translate(g.boxMin);
@@ -547,7 +563,7 @@ void CKXGLRenderer::drawVoxels(const CKXCamera& camera, const CKXVolumeObject& v
 
         // Cubes written out: per voxel its 24 face corners (corner, normal, voxel) and 36
         // indices, brightest voxel first like the voxels themselves.
-        const std::vector<float> cube = cubeVertices(); // 6 faces x (c0 c1 c2 c0 c2 c3)
+        const std::vector<float> cube = KXGLShapes::cubeVertices(); // 6 faces x (c0 c1 c2 c0 c2 c3)
         const int faceCorner[4] = {0, 1, 2, 5};
         const unsigned faceIndex[6] = {0, 1, 2, 0, 2, 3};
         std::vector<float> vertices;

@@ -5,7 +5,10 @@
 // depth writes, then every translucent, glowing or volumetric object back to front by its
 // centre with depth writes off. A translucent closed surface is drawn as two items, its back
 // faces behind and its front faces in front of whatever it encloses, so that organs and
-// sources inside a translucent body are blended correctly.
+// sources inside a translucent body are blended correctly. That is the order when per-pixel
+// order is off. With it on (the default) every translucent surface is blended per pixel in its
+// true depth order (CKXGLTranslucency), and the volumes are drawn, back to front, between the
+// surface fragments behind and in front of the plane through their mean centre.
 #ifndef CKXGLRENDERER_H
 #define CKXGLRENDERER_H
 
@@ -23,6 +26,7 @@ class CKXVolumeObject;
 struct CKXGeometry;
 struct CKXObjectState;
 class QOpenGLShaderProgram;
+class CKXGLTranslucency;
 
 // Where the camera is: view = the scene's rotation and translation in view units (pixels at
 // the focal plane), the focal plane `focal` units in front of the eye.
@@ -44,7 +48,13 @@ public:
 
     // Compiles the shaders and makes the static buffers; false (and a warning) on failure.
     bool initialize();
+    // Draws into the framebuffer bound now.
     void render(const CKXCamera& camera);
+    // Per-pixel order of translucent surfaces (on by default); off sorts them as whole objects
+    // only, as the view did before, for comparisons.
+    void setOrderIndependent(bool bOn) { m_bOrderIndependent = bOn; }
+    // Layers the last frame peeled, 0 when it had no translucent surfaces or sorted them.
+    int lastLayerCount() const { return m_nLastLayers; }
 
 private:
     // Uploads xyz positions into vbo as attribute 0 of vao, creating both when vao is 0.
@@ -73,6 +83,12 @@ private:
     std::unique_ptr<QOpenGLShaderProgram> m_pVoxelProgram;
     std::unique_ptr<QOpenGLShaderProgram> m_pSliceProgram;
     std::unique_ptr<QOpenGLShaderProgram> m_pBackgroundProgram;
+    // The program surfaces are drawn with: the surface program, or the peel program while a
+    // layer of translucent surfaces is peeled.
+    QOpenGLShaderProgram* m_pSurface = nullptr;
+    std::unique_ptr<CKXGLTranslucency> m_pTranslucency;
+    bool m_bOrderIndependent = true;
+    int m_nLastLayers = 0;
     std::map<const CKXGeometry*, std::unique_ptr<GpuMesh>> m_meshes;
     // Static buffers.
     GLuint m_emptyVao = 0;

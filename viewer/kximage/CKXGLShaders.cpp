@@ -39,9 +39,19 @@ uniform int uShade;           // 1 unlit, 2 lit smooth, 3 lit faceted
 uniform float uEmission;
 uniform float uRim;           // translucent surfaces thicken towards their outline
 uniform float uDarken;        // wire overlay: 1 = unchanged
-out vec4 fragColor;
+layout(location = 0) out vec4 fragColor;
+#ifdef PEEL
+// Depth peeling: the previous layer's depth per pixel; this layer is what lies behind it.
+uniform sampler2D uPeelDepth;
+layout(location = 1) out float fragDepth;
+#endif
 void main()
 {
+#ifdef PEEL
+    if (gl_FragCoord.z <= texelFetch(uPeelDepth, ivec2(gl_FragCoord.xy), 0).r)
+        discard;
+    fragDepth = gl_FragCoord.z;
+#endif
     vec3 base = mix(uColor.rgb, vColor.rgb, uVertexColors * vColor.a);
     vec3 V = normalize(-vPos);
     vec3 N;
@@ -202,6 +212,38 @@ void main()
 }
 )";
 
+// A full-view triangle that copies (and optionally premultiplies) one texel per pixel: the
+// peeled layers into their sum, and the sum onto the view.
+const char* const kCompositeVS = R"(#version 330 core
+void main()
+{
+    gl_Position = vec4((gl_VertexID & 1) * 4.0 - 1.0, (gl_VertexID >> 1) * 4.0 - 1.0, 0.0, 1.0);
+}
+)";
+
+const char* const kCompositeFS = R"(#version 330 core
+uniform sampler2D uImage;
+uniform int uPremultiply;
+layout(location = 0) out vec4 fragColor;
+#ifdef SPLIT
+// A peeled layer goes to the near sum (output 0) where its depth lies in front of uSplit, to
+// the far sum (output 1) elsewhere; the other output adds nothing.
+uniform sampler2D uDepth;
+uniform float uSplit;
+layout(location = 1) out vec4 farColor;
+#endif
+void main()
+{
+    vec4 c = texelFetch(uImage, ivec2(gl_FragCoord.xy), 0);
+    fragColor = uPremultiply != 0 ? vec4(c.rgb * c.a, c.a) : c;
+#ifdef SPLIT
+    bool far = texelFetch(uDepth, ivec2(gl_FragCoord.xy), 0).r >= uSplit;
+    farColor = far ? fragColor : vec4(0.0);
+    fragColor = far ? vec4(0.0) : fragColor;
+#endif
+}
+)";
+
 std::unique_ptr<QOpenGLShaderProgram> makeProgram(const char* vs, const char* fs)
 {
     auto p = std::make_unique<QOpenGLShaderProgram>();
@@ -217,9 +259,23 @@ std::unique_ptr<QOpenGLShaderProgram> makeProgram(const char* vs, const char* fs
 
 namespace KXGLShaders
 {
-std::unique_ptr<QOpenGLShaderProgram> surfaceProgram()
+std::unique_ptr<QOpenGLShaderProgram> surfaceProgram(bool bPeel)
 {
-    return makeProgram(kSurfaceVS, kSurfaceFS);
+    if (!bPeel)
+        return makeProgram(kSurfaceVS, kSurfaceFS);
+    // The same source with PEEL defined right after its #version line.
+    QByteArray fs(kSurfaceFS);
+    fs.insert(fs.indexOf('\n') + 1, "#define PEEL 1\n");
+    return makeProgram(kSurfaceVS, fs.constData());
+}
+
+std::unique_ptr<QOpenGLShaderProgram> compositeProgram(bool bSplit)
+{
+    if (!bSplit)
+        return makeProgram(kCompositeVS, kCompositeFS);
+    QByteArray fs(kCompositeFS);
+    fs.insert(fs.indexOf('\n') + 1, "#define SPLIT 1\n");
+    return makeProgram(kCompositeVS, fs.constData());
 }
 
 std::unique_ptr<QOpenGLShaderProgram> voxelProgram()

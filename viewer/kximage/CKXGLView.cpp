@@ -22,6 +22,9 @@ constexpr double kFieldOfViewDeg = 30.0; // vertical
 constexpr double kSubjectFill = 0.6;     // share of the view height the subject spans
 constexpr int kAutoRotateIntervalMs = 30;
 constexpr double kAutoRotateStepDeg = 1.0;
+// Wheel notches closer together than this are one zoom: only after it the picture is redrawn
+// in per-pixel order.
+constexpr int kQuietMs = 250;
 
 // GL takes floats; a camera set from a crafted key frame may hold doubles beyond their range,
 // whose plain conversion is undefined. They saturate (and then draw nothing), NaN stays NaN.
@@ -228,6 +231,7 @@ void CKXGLView::initializeGL()
     m_pRenderer = new CKXGLRenderer(m_pScene->data());
     if (!m_pRenderer->initialize())
         qWarning("CKXGLView: the 3D view cannot render (OpenGL 3.3 core profile required)");
+    m_pRenderer->setOrderIndependent(m_bOrderIndependent);
     connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, &CKXGLView::releaseRenderer,
             Qt::UniqueConnection);
     // The widget draws into a texture with a depth and stencil renderbuffer: the smallest of
@@ -282,6 +286,20 @@ void CKXGLView::setFrameReuse(bool bOn)
     invalidateFrame();
 }
 
+void CKXGLView::setOrderIndependentTranslucency(bool bOn)
+{
+    m_bOrderIndependent = bOn;
+    if (m_pRenderer)
+        m_pRenderer->setOrderIndependent(bOn);
+    invalidateFrame();
+    update();
+}
+
+int CKXGLView::lastTranslucentLayers() const
+{
+    return m_pRenderer ? m_pRenderer->lastLayerCount() : 0;
+}
+
 void CKXGLView::paintGL()
 {
     if (!m_pRenderer)
@@ -290,11 +308,15 @@ void CKXGLView::paintGL()
     const QSize pixels(cam.pixelWidth, cam.pixelHeight);
     // Exact comparisons: any change of the camera draws (a NaN never compares equal, so a
     // camera that is not a number draws every time, as before).
+    const bool bQuick = m_bInteracting && !m_bKFAnimating && !m_bKFRecording;
+    // A per-pixel picture may stand in for a quick one, not the other way round.
     if (m_bFrameReuse && m_nDrawnGeneration == m_nGeneration && m_drawnView == cam.view &&
         m_drawnProjection == cam.projection && m_fDrawnUnitsPerMm == cam.unitsPerMm &&
-        m_drawnPixels == pixels)
+        m_drawnPixels == pixels && (bQuick || !m_bDrawnQuick))
         return;
+    m_pRenderer->setOrderIndependent(m_bOrderIndependent && !bQuick);
     m_pRenderer->render(cam);
+    m_bDrawnQuick = bQuick && m_bOrderIndependent;
     ++m_nRenderCount;
     m_nDrawnGeneration = m_nGeneration;
     m_drawnView = cam.view;
@@ -316,6 +338,7 @@ QImage CKXGLView::renderFreshFrame()
         QOpenGLFramebufferObject fbo(cam.pixelWidth, cam.pixelHeight, format);
         if (fbo.isValid() && fbo.bind())
         {
+            m_pRenderer->setOrderIndependent(m_bOrderIndependent);
             m_pRenderer->render(cam);
             // The bytes as drawn, as a grab of the view reads them: no alpha conversion.
             image = fbo.toImage();
@@ -337,7 +360,26 @@ void CKXGLView::mousePressEvent(QMouseEvent* pEvent)
     m_lastMouse = pEvent->pos();
     if (pEvent->button() == Qt::LeftButton)
         stopAutoRotation();
+    m_bMouseHeld = pEvent->buttons() & (Qt::LeftButton | Qt::RightButton | Qt::MiddleButton);
+    m_bInteracting = m_bInteracting || m_bMouseHeld;
     pEvent->accept();
+}
+
+void CKXGLView::mouseReleaseEvent(QMouseEvent* pEvent)
+{
+    m_bMouseHeld = pEvent->buttons() & (Qt::LeftButton | Qt::RightButton | Qt::MiddleButton);
+    if (!m_bMouseHeld && !m_nWheelTimer)
+        endInteraction();
+    pEvent->accept();
+}
+
+void CKXGLView::endInteraction()
+{
+    if (!m_bInteracting)
+        return;
+    m_bInteracting = false;
+    // Drawn again only if the last picture was a quick one (a click without a move was not).
+    update();
 }
 
 void CKXGLView::mouseMoveEvent(QMouseEvent* pEvent)
@@ -377,6 +419,10 @@ void CKXGLView::wheelEvent(QWheelEvent* pEvent)
         return;
     const double focal = focalDistance();
     m_translation.z() = std::min(m_translation.z() + notches * 0.06 * focal, 0.85 * focal);
+    m_bInteracting = true;
+    if (m_nWheelTimer)
+        killTimer(m_nWheelTimer);
+    m_nWheelTimer = startTimer(kQuietMs);
     pEvent->accept();
     emit cameraChanged();
     update();
@@ -388,6 +434,14 @@ void CKXGLView::timerEvent(QTimerEvent* pEvent)
     {
         setUpdatesEnabled(true); // schedules the showing of the frame grabbed last
         update();
+        return;
+    }
+    if (pEvent->timerId() == m_nWheelTimer && m_nWheelTimer)
+    {
+        killTimer(m_nWheelTimer);
+        m_nWheelTimer = 0;
+        if (!m_bMouseHeld)
+            endInteraction();
         return;
     }
     if (pEvent->timerId() != m_nAutoRotateTimer)

@@ -11,6 +11,12 @@
 // as much as drawing it, and the movie, not the screen, is what a recording is for. Every
 // recorded frame is still drawn (once) and grabbed exactly; the window shows the latest one a
 // few times per second, and the last one as soon as the recording ends.
+//
+// While the user moves the camera (a mouse button held in the view, or wheel notches less than
+// kQuietMs apart) translucent objects are sorted whole: per-pixel order costs several times
+// the frame on a software renderer, and a turning subject must follow the mouse. The moment
+// the interaction ends the view draws once more in per-pixel order. Play and Record are always
+// drawn in per-pixel order, even with the mouse held, so a movie is always drawn right.
 #ifndef CKXGLVIEW_H
 #define CKXGLVIEW_H
 
@@ -79,6 +85,11 @@ public:
     // The largest framebuffer this view's OpenGL implementation can draw into, in device
     // pixels; invalid before the view has had a GL context.
     QSize maxFramebufferSize() const { return m_maxFramebuffer; }
+    // Translucent surfaces blended per pixel in depth order (on by default); off sorts them as
+    // whole objects, as the view did before, for comparisons.
+    void setOrderIndependentTranslucency(bool bOn);
+    // Layers of translucent surfaces the last draw peeled (0: none, or sorted whole).
+    int lastTranslucentLayers() const;
 
 signals:
     // The user moved the camera (drag, wheel, pan). Not a change of the scene's content.
@@ -91,12 +102,15 @@ protected:
     void paintEvent(QPaintEvent* pEvent) override;
     void mousePressEvent(QMouseEvent* pEvent) override;
     void mouseMoveEvent(QMouseEvent* pEvent) override;
+    void mouseReleaseEvent(QMouseEvent* pEvent) override;
     void wheelEvent(QWheelEvent* pEvent) override;
     void timerEvent(QTimerEvent* pEvent) override;
 
 private:
     // Something the camera does not describe changed: the next paint draws.
     void invalidateFrame() { ++m_nGeneration; }
+    // The mouse let go of the camera: the next paint draws in per-pixel order.
+    void endInteraction();
 
     CKXSampleScene* m_pScene;
     CKXGLRenderer* m_pRenderer = nullptr;
@@ -113,6 +127,13 @@ private:
     // Frame reuse: the generation counts changes of the scene, framebuffer and context; the
     // last draw's generation and camera decide whether a paint must draw.
     bool m_bFrameReuse = true;
+    bool m_bOrderIndependent = true;
+    // The user is moving the camera (see the top of this file); the wheel's timer ends it.
+    bool m_bInteracting = false;
+    bool m_bMouseHeld = false;
+    int m_nWheelTimer = 0;
+    // The last draw sorted translucent objects whole because of an interaction.
+    bool m_bDrawnQuick = false;
     quint64 m_nGeneration = 1;
     quint64 m_nDrawnGeneration = 0;
     QMatrix4x4 m_drawnView;
