@@ -426,6 +426,12 @@ void CKXGLRenderer::render(const CKXCamera& camera)
     glDisable(GL_CULL_FACE);
     glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
     glBindVertexArray(0);
+    // The window composes the view's framebuffer by its alpha, and the glow and the layers
+    // leave alpha below 1 here and there: the picture is opaque whatever the blending left.
+    glDisable(GL_SCISSOR_TEST);
+    glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_TRUE);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
 }
 
 void CKXGLRenderer::drawSurface(const CKXCamera&, const CKXGeometry& g, GpuMesh& gpu,
