@@ -3,6 +3,7 @@
 #define KX_TEST_FILES_H
 
 #include <QByteArray>
+#include <QDir>
 #include <QFile>
 #include <QString>
 
@@ -23,6 +24,12 @@ inline void kxWriteFile(const QString& strFile, const QByteArray& data)
     ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
                 file.write(data) == data.size())
         << strFile.toStdString();
+}
+
+// The hidden files movies are written to until they are complete, in strFolder.
+inline QStringList partialFiles(const QString& strFolder)
+{
+    return QDir(strFolder).entryList({".*kxpart*"}, QDir::Files | QDir::Hidden);
 }
 
 #endif // KX_TEST_FILES_H

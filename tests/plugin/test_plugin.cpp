@@ -69,12 +69,6 @@ protected:
         return m_pTimeSpin->value();
     }
 
-    QString lastMessage() const
-    {
-        const auto messages = CKXAutomation::messages();
-        return messages.isEmpty() ? QString() : messages.last().strText;
-    }
-
     // Runs the delete slot with an action of that text, as the delete menu would.
     void deleteByText(const QString& strText)
     {

@@ -5,6 +5,7 @@
 #ifndef CKXPLUGINTESTFIXTURE_H
 #define CKXPLUGINTESTFIXTURE_H
 
+#include "../common/KXTestFiles.h"
 #include "3DMath.h"
 #include "CKXGLView.h"
 #include "CKXMainWindow.h"
@@ -24,12 +25,6 @@
 #include <QSpinBox>
 
 #include <gtest/gtest.h>
-
-// The hidden files movies are written to until they are complete, in strFolder.
-inline QStringList partialFiles(const QString& strFolder)
-{
-    return QDir(strFolder).entryList({".*kxpart*"}, QDir::Files | QDir::Hidden);
-}
 
 // Frame count, width, height and duration of a movie as ffprobe reads them (none when it
 // is no movie).
@@ -145,6 +140,13 @@ protected:
             list << m_pList->item(i)->text();
         }
         return list;
+    }
+
+    // The text of the last message box shown, or none.
+    static QString lastMessage()
+    {
+        const QList<SKXRecordedMessage> messages = CKXAutomation::messages();
+        return messages.isEmpty() ? QString() : messages.last().strText;
     }
 
     // Selects a row as a click would; the dialog applies that key frame.

@@ -3,58 +3,22 @@
 #include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 
-#include <QAction>
-#include <QApplication>
 #include <QImage>
-#include <QProcess>
-#include <QSpinBox>
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
-
-namespace
-{
-// ffprobe's width, height and decoded frame count of the first video stream.
-QMap<QString, QString> probe(const QString& strFile)
-{
-    QProcess process;
-    process.start("ffprobe",
-                  {"-v", "error", "-select_streams", "v:0", "-count_frames", "-show_entries",
-                   "stream=nb_read_frames,width,height", "-of", "default=nw=1", strFile});
-    process.waitForFinished(60000);
-    QMap<QString, QString> values;
-    for (const QString& strLine : QString::fromUtf8(process.readAllStandardOutput()).split('\n'))
-        values.insert(strLine.section('=', 0, 0), strLine.section('=', 1));
-    return values;
-}
-
-// Frame nFrame (from 0) of the movie decoded by ffmpeg, or a null image.
-QImage decodeFrame(const QString& strMovie, int nFrame, const QString& strPng)
-{
-    QProcess process;
-    process.start("ffmpeg", {"-v", "error", "-y", "-i", strMovie, "-vf",
-                             QStringLiteral("select=eq(n\\,%1)").arg(nFrame), "-vsync", "0",
-                             "-frames:v", "1", strPng});
-    process.waitForFinished(60000);
-    return QImage(strPng).convertToFormat(QImage::Format_RGB32);
-}
-
-int channelDistance(QRgb a, QRgb b)
-{
-    return std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
-           std::abs(qBlue(a) - qBlue(b));
-}
-} // namespace
 
 class ViewSizeRecordingTest : public CKXPluginTestFixture
 {
 protected:
-    // Chooses the size from the View menu, then records three frames of a turn into a movie.
-    // The main window is smaller than the view.
-    void recordAt(const QSize& size, const QString& strMovie)
+    // Chooses the size from the View menu of a smaller main window, records three frames of a
+    // turn, and compares the movie's last frame with the view's picture (the view keeps the last
+    // recorded frame): the subject in place, not black, not cut or scaled.
+    void recordAndCompare(const QSize& size)
     {
+        QTemporaryDir dir;
+        dir.setAutoRemove(qEnvironmentVariableIsEmpty("KX_KEEP_TEST_MOVIES"));
+        const QString strMovie = dir.filePath(QStringLiteral("talk-%1.mp4").arg(size.height()));
         startViewer(QSize(1000, 700));
         ASSERT_FALSE(HasFatalFailure());
         m_pView = m_pA->glView();
@@ -85,36 +49,33 @@ protected:
         click("m_pRecordButton");
         EXPECT_EQ(button("m_pRecordButton")->text(), "   Record");
         EXPECT_TRUE(CKXAutomation::messages().isEmpty());
-    }
 
-    // The movie has the size and frame count, and its last frame is the view's picture (the
-    // view keeps the last recorded frame): the subject in place, not black, not cut or scaled.
-    void expectMovieOfTheScene(const QString& strMovie, const QSize& size)
-    {
-        const QMap<QString, QString> movie = probe(strMovie);
+        const QMap<QString, QString> movie = probeMovie(strMovie);
         EXPECT_EQ(movie.value("width").toInt(), size.width());
         EXPECT_EQ(movie.value("height").toInt(), size.height());
         ASSERT_EQ(movie.value("nb_read_frames"), "3");
 
         const QImage shown = m_pView->grabFramebuffer().convertToFormat(QImage::Format_RGB32);
         ASSERT_EQ(shown.size(), size);
-        const QImage frame = decodeFrame(strMovie, 2, strMovie + ".png");
+        QProcess ffmpeg;
+        ffmpeg.start("ffmpeg", {"-v", "error", "-y", "-i", strMovie, "-vf", "select=eq(n\\,2)",
+                                "-vsync", "0", "-frames:v", "1", strMovie + ".png"});
+        ffmpeg.waitForFinished(60000);
+        const QImage frame = QImage(strMovie + ".png").convertToFormat(QImage::Format_RGB32);
         ASSERT_EQ(frame.size(), size);
-        const QRgb background = shown.pixel(0, 0);
-        qint64 nDistance = 0;
-        qint64 nSamples = 0;
-        qint64 nSubject = 0;
-        for (int y = 0; y < size.height(); y += 3)
+        const auto distance = [](QRgb a, QRgb b)
         {
-            const QRgb* pFrame = reinterpret_cast<const QRgb*>(frame.constScanLine(y));
-            const QRgb* pShown = reinterpret_cast<const QRgb*>(shown.constScanLine(y));
-            for (int x = 0; x < size.width(); x += 3)
+            return std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
+                   std::abs(qBlue(a) - qBlue(b));
+        };
+        const QRgb background = shown.pixel(0, 0);
+        qint64 nDistance = 0, nSamples = 0, nSubject = 0;
+        for (int y = 0; y < size.height(); y += 3)
+            for (int x = 0; x < size.width(); x += 3, ++nSamples)
             {
-                nDistance += channelDistance(pFrame[x], pShown[x]);
-                nSubject += channelDistance(pFrame[x], background) > 60 ? 1 : 0;
-                ++nSamples;
+                nDistance += distance(frame.pixel(x, y), shown.pixel(x, y));
+                nSubject += distance(frame.pixel(x, y), background) > 60 ? 1 : 0;
             }
-        }
         // H.264 in yuv420p changes colours a little, mostly along edges.
         EXPECT_LT(double(nDistance) / nSamples, 6.0) << "mean distance to the view's picture";
         EXPECT_GT(double(nSubject) / nSamples, 0.05) << "share of the frame the subject covers";
@@ -123,20 +84,10 @@ protected:
 
 TEST_F(ViewSizeRecordingTest, A1080pViewRecordsA1080pMovieOfTheScene)
 {
-    QTemporaryDir dir;
-    dir.setAutoRemove(qEnvironmentVariableIsEmpty("KX_KEEP_TEST_MOVIES"));
-    const QString strMovie = dir.filePath("talk-1080p.mp4");
-    recordAt(QSize(1920, 1080), strMovie);
-    ASSERT_FALSE(HasFatalFailure());
-    expectMovieOfTheScene(strMovie, QSize(1920, 1080));
+    recordAndCompare(QSize(1920, 1080));
 }
 
 TEST_F(ViewSizeRecordingTest, A4KViewRecordsA4KMovieOfTheScene)
 {
-    QTemporaryDir dir;
-    dir.setAutoRemove(qEnvironmentVariableIsEmpty("KX_KEEP_TEST_MOVIES"));
-    const QString strMovie = dir.filePath("talk-4k.mp4");
-    recordAt(QSize(3840, 2160), strMovie);
-    ASSERT_FALSE(HasFatalFailure());
-    expectMovieOfTheScene(strMovie, QSize(3840, 2160));
+    recordAndCompare(QSize(3840, 2160));
 }

@@ -113,12 +113,6 @@ QImage textured(const QColor& colour, unsigned nSeed)
     return image;
 }
 
-// The hidden files movies are written to until they are complete.
-QStringList partialFiles(const QString& strFolder)
-{
-    return QDir(strFolder).entryList({".*kxpart*"}, QDir::Files | QDir::Hidden);
-}
-
 class EncoderTest : public ::testing::Test
 {
 protected:

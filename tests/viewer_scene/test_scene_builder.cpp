@@ -181,12 +181,6 @@ TEST(SceneBuilder, PartialDescriptionsBuildWithoutTheMissingRoles)
     EXPECT_LT(plain.data()->pose().map(QVector3D(5, -3, 2)).length(), 1e-4f);
     EXPECT_NEAR(plain.data()->subjectSize(), 20.0f * std::sqrt(3.0f), 1e-3f);
 
-    // Only a volume: it is what the view shows.
-    CKXSampleScene volume(volumeOnly());
-    ASSERT_NE(volume.getNode("GLVolume"), nullptr);
-    EXPECT_TRUE(volume.getNode("GLVolume")->isDisplayed());
-    EXPECT_TRUE(volume.sourceNames().isEmpty());
-
     // Duplicate and reserved names get a suffix instead of hiding a node.
     SKXSceneDescription clash = handMade();
     clash.organs[1].name = "Heart";
