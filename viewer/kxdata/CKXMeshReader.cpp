@@ -341,11 +341,6 @@ QColor diffuseColour(const aiScene& scene, const aiMesh& mesh)
                             std::clamp<double>(c.b, 0, 1), std::clamp<double>(c.a, 0, 1));
 }
 
-bool isFinite(const aiVector3D& v)
-{
-    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
-}
-
 } // namespace
 
 QStringList CKXMeshReader::nameFilters()
@@ -533,7 +528,10 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     // surface is kept: a reconstruction with a few broken vertices is still worth looking at.
     bool bDroppedNonFinite = false;
     std::int64_t nDone = 0;
-    std::vector<int> remap, toField;
+    std::vector<int> toField;
+    std::vector<quint8> state; // per vertex of the mesh: kUnused, kUsed or kNonFinite
+    constexpr quint8 kUnused = 0, kUsed = 1, kNonFinite = 2;
+    static_assert(sizeof(aiVector3D) == 3 * sizeof(float), "positions are copied in bulk");
     for (const SMeshUse& use : uses)
     {
         const aiMesh& mesh = *pScene->mMeshes[use.nMesh];
@@ -545,13 +543,35 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                             .arg(field.strName));
         auto geometry = std::make_shared<CKXGeometry>();
         SKXSurfaceData surface;
-        remap.assign(mesh.mNumVertices, -1);
-        const bool bIdentity = use.transform.IsIdentity();
-        // Exact sizes: grown vectors would keep up to twice the memory for the surface's life.
-        geometry->positions.reserve(3 * size_t(mesh.mNumVertices));
-        geometry->indices.reserve(3 * size_t(mesh.mNumFaces));
-        if (!field.values.empty())
-            surface.scalars.reserve(mesh.mNumVertices);
+        const size_t nVertices = mesh.mNumVertices;
+        // The mesh's vertices in the file's order, in one copy; the ones no kept triangle uses
+        // are squeezed out at the end, which for most files is none. Exact sizes throughout:
+        // grown vectors would keep up to twice the memory for the surface's life.
+        std::vector<float>& positions = geometry->positions;
+        positions.resize(3 * nVertices);
+        if (use.transform.IsIdentity())
+            std::memcpy(positions.data(), mesh.mVertices, 3 * sizeof(float) * nVertices);
+        else
+            for (size_t v = 0; v < nVertices; ++v)
+            {
+                const aiVector3D p = use.transform * mesh.mVertices[v];
+                positions[3 * v] = p.x;
+                positions[3 * v + 1] = p.y;
+                positions[3 * v + 2] = p.z;
+            }
+        state.assign(nVertices, kUnused);
+        const float* pXyz = positions.data();
+        for (size_t v = 0; v < nVertices; ++v)
+            if (!std::isfinite(pXyz[3 * v]) || !std::isfinite(pXyz[3 * v + 1]) ||
+                !std::isfinite(pXyz[3 * v + 2]))
+                state[v] = kNonFinite;
+
+        // One pass over the faces keeps the triangles, and sums each one's area-weighted normal
+        // (its cross product, which also tells a degenerate one) into its corners.
+        geometry->normals.assign(3 * nVertices, 0.0f);
+        float* pSum = geometry->normals.data();
+        std::vector<unsigned>& indices = geometry->indices;
+        indices.reserve(3 * size_t(mesh.mNumFaces));
         for (unsigned f = 0; f < mesh.mNumFaces; ++f)
         {
             if ((++nDone & 0xFFFF) == 0 && progress &&
@@ -561,44 +581,77 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
             if (face.mNumIndices != 3 || !face.mIndices)
                 continue;
             const unsigned* k = face.mIndices;
-            if (k[0] >= mesh.mNumVertices || k[1] >= mesh.mNumVertices || k[2] >= mesh.mNumVertices)
+            if (k[0] >= nVertices || k[1] >= nVertices || k[2] >= nVertices)
                 return fail(QStringLiteral("a face refers to a vertex beyond the %1 its mesh has.")
                                 .arg(mesh.mNumVertices));
             if (k[0] == k[1] || k[1] == k[2] || k[0] == k[2])
                 continue;
-            aiVector3D p[3];
-            for (int c = 0; c < 3; ++c)
-                p[c] = bIdentity ? mesh.mVertices[k[c]] : use.transform * mesh.mVertices[k[c]];
-            if (!isFinite(p[0]) || !isFinite(p[1]) || !isFinite(p[2]))
+            if (state[k[0]] == kNonFinite || state[k[1]] == kNonFinite || state[k[2]] == kNonFinite)
             {
                 bDroppedNonFinite = true;
                 continue;
             }
-            if (((p[1] - p[0]) ^ (p[2] - p[0])).SquareLength() == 0.0f)
+            const float *a = pXyz + 3 * size_t(k[0]), *b = pXyz + 3 * size_t(k[1]),
+                        *c = pXyz + 3 * size_t(k[2]);
+            const float u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+            const float w[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+            const float n[3] = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2],
+                                u[0] * w[1] - u[1] * w[0]};
+            if (n[0] * n[0] + n[1] * n[1] + n[2] * n[2] == 0.0f)
                 continue;
-            int corner[3];
-            for (int c = 0; c < 3; ++c)
+            for (int j = 0; j < 3; ++j)
             {
-                int& n = remap[k[c]];
-                if (n < 0)
-                {
-                    n = int(geometry->positions.size() / 3);
-                    geometry->positions.insert(geometry->positions.end(), {p[c].x, p[c].y, p[c].z});
-                    if (!field.values.empty())
-                        surface.scalars.push_back(field.values[toField[k[c]]]);
-                }
-                corner[c] = n;
+                float* pCorner = pSum + 3 * size_t(k[j]);
+                pCorner[0] += n[0];
+                pCorner[1] += n[1];
+                pCorner[2] += n[2];
+                state[k[j]] = kUsed;
             }
             // Straight into the array: a call per triangle is felt on a surface of millions.
-            geometry->indices.insert(
-                geometry->indices.end(),
-                {unsigned(corner[0]), unsigned(corner[1]), unsigned(corner[2])});
+            indices.insert(indices.end(), k, k + 3);
         }
-        if (geometry->triangleCount() == 0)
+        if (indices.empty())
             continue;
+        if (!field.values.empty())
+        {
+            surface.scalars.resize(nVertices);
+            for (size_t v = 0; v < nVertices; ++v)
+                surface.scalars[v] = field.values[size_t(toField[v])];
+        }
+        const size_t nUsed = size_t(std::count(state.begin(), state.end(), kUsed));
+        if (nUsed < nVertices)
+        {
+            // Squeezes out the vertices no kept triangle uses, keeping the order of the rest.
+            std::vector<unsigned> remap(nVertices, 0);
+            size_t nNext = 0;
+            for (size_t v = 0; v < nVertices; ++v)
+            {
+                if (state[v] != kUsed)
+                    continue;
+                remap[v] = unsigned(nNext);
+                std::copy_n(&positions[3 * v], 3, &positions[3 * nNext]);
+                std::copy_n(&geometry->normals[3 * v], 3, &geometry->normals[3 * nNext]);
+                if (!surface.scalars.empty())
+                    surface.scalars[nNext] = surface.scalars[v];
+                ++nNext;
+            }
+            for (unsigned& i : indices)
+                i = remap[i];
+            positions.resize(3 * nUsed);
+            positions.shrink_to_fit();
+            geometry->normals.resize(3 * nUsed);
+            geometry->normals.shrink_to_fit();
+            if (!surface.scalars.empty())
+            {
+                surface.scalars.resize(nUsed);
+                surface.scalars.shrink_to_fit();
+            }
+        }
+        if (indices.size() < indices.capacity())
+            indices.shrink_to_fit();
         // The winding is kept as the file gives it: a surface need not be closed, and for an
         // open one no inside and outside can be told apart.
-        geometry->finish();
+        geometry->finishFromNormalSums();
         surface.geometry = std::move(geometry);
         surface.name = QString::fromUtf8(mesh.mName.C_Str());
         // Names in angle brackets are the library's own ("<OFFRoot>"), not the file's.
