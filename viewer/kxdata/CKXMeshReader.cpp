@@ -119,31 +119,66 @@ struct SPlyField
 
 // The part of a PLY file the scalar field needs: its header cut after the vertex element, and
 // the vertex entries alone. The faces are most of a mesh file and the field does not need them,
-// so the PLY library is not made to parse them. Empty when the file is not laid out for this
-// (the vertex element is not the first, or a binary vertex has a list), and then the whole
-// file is read.
-QByteArray plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFileCheck& check)
+// so the PLY library is not made to parse them. A binary file's part is made in a private
+// mapping of the file, the cut header written just before the vertex entries: the entries are
+// then not copied, only the header's page is. Empty when the file is not laid out for this (the
+// vertex element is not the first, or a binary vertex has a list), and then the whole file is
+// read.
+struct SPlyPart
 {
+    QByteArray bytes;      // the part, when it is a copy
+    uchar* pMap = nullptr; // the mapping it is in otherwise, unmapped with the file
+    const char* pData = nullptr;
+    qint64 nSize = 0;
+};
+
+SPlyPart plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFileCheck& check)
+{
+    SPlyPart none;
     const qint64 nSize = file.size();
     if (check.nVertexDeclEnd < 0 || check.nPlyDataOffset < 0 || check.nDeclaredVertices < 0 ||
         check.nVertexDeclEnd > check.nPlyDataOffset || check.nVertexDeclEnd > header.size() ||
         check.nPlyDataOffset > nSize || !file.seek(check.nPlyDataOffset))
-        return QByteArray();
+        return none;
     static const char kEnd[] = "end_header\n";
-    QByteArray part = header.left(int(check.nVertexDeclEnd)) + kEnd;
-    const int nPrefix = part.size();
+    constexpr qint64 nEnd = sizeof kEnd - 1;
     const qint64 nAvailable = nSize - check.nPlyDataOffset;
     if (!check.bPlyAscii)
     {
         if (check.nVertexEntryBytes <= 0)
-            return QByteArray();
+            return none;
         // Counts are bounded by the vertex limit, entries by a few hundred bytes: no overflow.
         const qint64 nBlock = check.nDeclaredVertices * check.nVertexEntryBytes;
-        if (nBlock > nAvailable || nPrefix + nBlock > std::numeric_limits<int>::max())
-            return QByteArray(); // a header that promises more than the file holds
-        part.resize(int(nPrefix + nBlock));
-        return file.read(part.data() + nPrefix, nBlock) == nBlock ? part : QByteArray();
+        const qint64 nCut = check.nVertexDeclEnd + nEnd;
+        if (nBlock > nAvailable || nCut + nBlock > std::numeric_limits<int>::max())
+            return none; // a header that promises more than the file holds
+        // The cut header is never longer than the whole one, which has at least its end line
+        // after the vertex element; the check is for a header laid out otherwise.
+        if (nCut <= check.nPlyDataOffset)
+            if (uchar* pMap =
+                    file.map(0, check.nPlyDataOffset + nBlock, QFileDevice::MapPrivateOption))
+            {
+                char* pStart = reinterpret_cast<char*>(pMap) + (check.nPlyDataOffset - nCut);
+                std::memcpy(pStart, header.constData(), size_t(check.nVertexDeclEnd));
+                std::memcpy(pStart + check.nVertexDeclEnd, kEnd, size_t(nEnd));
+                SPlyPart mapped;
+                mapped.pMap = pMap;
+                mapped.pData = pStart;
+                mapped.nSize = nCut + nBlock;
+                return mapped;
+            }
+        SPlyPart part;
+        part.bytes = header.left(int(check.nVertexDeclEnd)) + kEnd;
+        const int nPrefix = part.bytes.size();
+        part.bytes.resize(int(nPrefix + nBlock));
+        if (file.read(part.bytes.data() + nPrefix, nBlock) != nBlock)
+            return none;
+        part.pData = part.bytes.constData();
+        part.nSize = part.bytes.size();
+        return part;
     }
+    QByteArray part = header.left(int(check.nVertexDeclEnd)) + kEnd;
+    const int nPrefix = part.size();
     // One vertex per line, as PLY writers put them; a file that spreads its vertices otherwise
     // fails on this part, and is then read whole.
     constexpr qint64 kChunk = 1 << 20;
@@ -151,7 +186,7 @@ QByteArray plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFil
     while (nLines < check.nDeclaredVertices && !file.atEnd())
     {
         if (part.size() + kChunk > std::numeric_limits<int>::max())
-            return QByteArray();
+            return none;
         const QByteArray chunk = file.read(kChunk);
         if (chunk.isEmpty())
             break;
@@ -168,7 +203,11 @@ QByteArray plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFil
             nScanned = part.size();
     }
     part.truncate(int(nScanned));
-    return part;
+    SPlyPart ascii;
+    ascii.bytes = std::move(part);
+    ascii.pData = ascii.bytes.constData();
+    ascii.nSize = ascii.bytes.size();
+    return ascii;
 }
 
 // Parses `nSize` bytes of PLY with the PLY library into `reader`; the library's message when it
@@ -425,10 +464,13 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     {
         if (progress && !progress(0.0))
             return aborted();
-        const QByteArray part = plyVertexPart(file, header, check);
+        const SPlyPart part = plyVertexPart(file, header, check);
         std::unique_ptr<draco::PlyReader> pReader(new draco::PlyReader);
         QString strWhy;
-        if (part.isEmpty() || !parsePly(part.constData(), part.size(), *pReader, strWhy))
+        const bool bPartRead = part.nSize > 0 && parsePly(part.pData, part.nSize, *pReader, strWhy);
+        if (part.pMap)
+            file.unmap(part.pMap); // the library keeps copies of the values it parsed
+        if (!bPartRead)
         {
             const uchar* pData = file.map(0, nSize);
             if (!pData)
