@@ -269,23 +269,24 @@ bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyFi
     return true;
 }
 
-// For each vertex of `mesh`, the index of the PLY vertex it was read from. The import library
-// keeps a PLY file's vertex order when it reads one mesh; when it does not (it may drop or
-// repeat vertices), each vertex is found by its exact position. False when one is not found.
+// For each vertex of `mesh`, the index of the PLY vertex it was read from; left empty when they
+// are the same (the import library keeps a PLY file's vertex order when it reads one mesh). When
+// it does not (it may drop or repeat vertices), each vertex is found by its exact position.
+// False when one is not found.
 bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& toField)
 {
     const int n = static_cast<int>(mesh.mNumVertices);
-    toField.resize(static_cast<size_t>(n));
+    toField.clear();
     bool bSameOrder = static_cast<size_t>(n) == field.values.size();
     for (int i = 0; bSameOrder && i < n; ++i)
     {
         const aiVector3D& v = mesh.mVertices[i];
         bSameOrder = v.x == field.coordinate(i, 0) && v.y == field.coordinate(i, 1) &&
                      v.z == field.coordinate(i, 2);
-        toField[i] = i;
     }
     if (bSameOrder)
         return true;
+    toField.resize(static_cast<size_t>(n));
 
     struct SKeyHash
     {
@@ -570,6 +571,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     // surface is kept: a reconstruction with a few broken vertices is still worth looking at.
     bool bDroppedNonFinite = false;
     std::int64_t nDone = 0;
+    const bool bHasField = !field.values.empty(); // the field may be moved into the surface
     std::vector<int> toField;
     std::vector<quint8> state; // per vertex of the mesh: kUnused, kUsed or kNonFinite
     constexpr quint8 kUnused = 0, kUsed = 1, kNonFinite = 2;
@@ -579,7 +581,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         const aiMesh& mesh = *pScene->mMeshes[use.nMesh];
         if (!mesh.mVertices || mesh.mNumVertices == 0)
             continue;
-        if (!field.values.empty() && !alignField(mesh, field, toField))
+        if (bHasField && !alignField(mesh, field, toField))
             return fail(QStringLiteral("its vertex field \"%1\" cannot be matched to the "
                                        "vertices of its mesh.")
                             .arg(field.strName));
@@ -654,11 +656,19 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         }
         if (indices.empty())
             continue;
-        if (!field.values.empty())
+        if (bHasField && !toField.empty())
         {
             surface.scalars.resize(nVertices);
             for (size_t v = 0; v < nVertices; ++v)
                 surface.scalars[v] = field.values[size_t(toField[v])];
+        }
+        else if (bHasField)
+        {
+            // The field is the mesh's as it stands; the only use of it takes it whole.
+            if (uses.size() == 1)
+                surface.scalars = std::move(field.values);
+            else
+                surface.scalars = field.values;
         }
         const size_t nUsed = size_t(std::count(state.begin(), state.end(), kUsed));
         if (nUsed < nVertices)
