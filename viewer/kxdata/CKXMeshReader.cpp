@@ -34,6 +34,22 @@ const char* const kScalarCandidates[] = {"intensity", "scalar", "value", "qualit
 constexpr double kFieldPhaseEnd = 0.2;
 constexpr double kImportPhaseEnd = 0.85;
 
+// Reserves `n` elements and has the system map all of their pages at once. Each page a process
+// touches for the first time is otherwise a trap of its own, and on a virtual machine those
+// traps cost more than filling the page: the arrays of a surface of a million triangles span
+// some 6,000 pages. Where the system cannot, the pages come in as they are touched.
+template <class T> void reserveMapped(std::vector<T>& v, size_t n)
+{
+    v.reserve(n);
+#ifdef MADV_POPULATE_WRITE
+    static const uintptr_t nPage = uintptr_t(sysconf(_SC_PAGESIZE));
+    const uintptr_t nBegin = (uintptr_t(v.data()) + nPage - 1) & ~(nPage - 1);
+    const uintptr_t nEnd = uintptr_t(v.data() + v.capacity()) & ~(nPage - 1);
+    if (nPage > 0 && nEnd > nBegin)
+        madvise(reinterpret_cast<void*>(nBegin), nEnd - nBegin, MADV_POPULATE_WRITE);
+#endif
+}
+
 // Relays the import library's progress into our callback; remembers an abort, because the
 // library does not stop at every report whose answer is "abort".
 class CProgressRelay : public Assimp::ProgressHandler
@@ -256,6 +272,7 @@ bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyFi
     }
     const size_t n = static_cast<size_t>(pVertices->num_entries());
     field.strName = strName;
+    reserveMapped(field.values, n);
     field.values.resize(n);
     for (size_t i = 0; i < n; ++i)
     {
@@ -320,22 +337,6 @@ bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& to
         toField[i] = it->second;
     }
     return true;
-}
-
-// Reserves `n` elements and has the system map all of their pages at once. Each page a process
-// touches for the first time is otherwise a trap of its own, and on a virtual machine those
-// traps cost more than filling the page: the arrays of a surface of a million triangles span
-// some 6,000 pages. Where the system cannot, the pages come in as they are touched.
-template <class T> void reserveMapped(std::vector<T>& v, size_t n)
-{
-    v.reserve(n);
-#ifdef MADV_POPULATE_WRITE
-    static const uintptr_t nPage = uintptr_t(sysconf(_SC_PAGESIZE));
-    const uintptr_t nBegin = (uintptr_t(v.data()) + nPage - 1) & ~(nPage - 1);
-    const uintptr_t nEnd = uintptr_t(v.data() + v.capacity()) & ~(nPage - 1);
-    if (nPage > 0 && nEnd > nBegin)
-        madvise(reinterpret_cast<void*>(nBegin), nEnd - nBegin, MADV_POPULATE_WRITE);
-#endif
 }
 
 struct SMeshUse
