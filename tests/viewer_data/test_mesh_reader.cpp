@@ -10,8 +10,10 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <array>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <vector>
 
 namespace
@@ -263,6 +265,43 @@ TEST(MeshReader, ScalarFieldBesideAVertexList)
         const QVector3D p = s.geometry->vertex(v);
         EXPECT_FLOAT_EQ(s.scalars[v], intensityAt(p.x(), p.y(), p.z())) << "vertex " << v;
     }
+}
+
+// A vertex whose coordinates are not numbers takes its triangles out, and nothing else: the
+// rest keeps its field, its normals come from the triangles kept, and its box from their
+// corners alone. The broken vertex is the first, so every kept one moves.
+TEST(MeshReader, NonFiniteCornerDropsOnlyItsTriangles)
+{
+    QTemporaryDir dir;
+    QByteArray data = pyramidPly(true);
+    const float fNan = std::nanf("");
+    data.replace(data.indexOf("end_header\n") + 11, 4, reinterpret_cast<const char*>(&fNan), 4);
+    const SRead r = readMesh(writeFile(dir, "broken.ply", data));
+    ASSERT_TRUE(r.bOk) << r.strError.toStdString();
+    ASSERT_EQ(r.meshes.size(), 1u);
+    const SKXSurfaceData& s = r.meshes[0];
+    const CKXGeometry& g = *s.geometry;
+    EXPECT_EQ(g.triangleCount(), 2); // two of the four sides
+    ASSERT_EQ(g.vertexCount(), 4);
+    ASSERT_EQ(s.scalars.size(), 4u);
+    ASSERT_EQ(g.normals.size(), g.positions.size());
+    // The kept sides' normals, (12, 0, 8) and (0, 12, 8) scaled, summed where they meet.
+    const std::map<std::array<float, 3>, QVector3D> normalAt = {{{4, 0, 0}, QVector3D(3, 0, 2)},
+                                                                {{4, 4, 0}, QVector3D(3, 3, 4)},
+                                                                {{0, 4, 0}, QVector3D(0, 3, 2)},
+                                                                {{2, 2, 3}, QVector3D(3, 3, 4)}};
+    for (int v = 0; v < 4; ++v)
+    {
+        const QVector3D p = g.vertex(v);
+        SCOPED_TRACE(v);
+        EXPECT_FLOAT_EQ(s.scalars[v], intensityAt(p.x(), p.y(), p.z()));
+        const auto it = normalAt.find({p.x(), p.y(), p.z()});
+        ASSERT_NE(it, normalAt.end());
+        const QVector3D n(g.normals[3 * v], g.normals[3 * v + 1], g.normals[3 * v + 2]);
+        EXPECT_LT((n - it->second.normalized()).length(), 1e-6f);
+    }
+    EXPECT_EQ(g.boxMin, QVector3D(0, 0, 0));
+    EXPECT_EQ(g.boxMax, QVector3D(4, 4, 3));
 }
 
 // A field with a value that is not a number is missing: the next one is taken, and naming it

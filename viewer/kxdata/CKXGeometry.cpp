@@ -66,6 +66,14 @@ void CKXGeometry::finish()
             pNormal[k + 2] += fn[2];
         }
     }
+    finishFromNormalSums();
+}
+
+void CKXGeometry::finishFromNormalSums()
+{
+    const size_t n = positions.size() / 3;
+    const float* p = positions.data();
+    float* pNormal = normals.data();
     for (size_t k = 0; k < 3 * n; k += 3)
     {
         const double x = pNormal[k], y = pNormal[k + 1], z = pNormal[k + 2];

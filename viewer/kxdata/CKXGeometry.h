@@ -34,6 +34,10 @@ struct CKXGeometry
     void orientOutward();
     // Area-weighted vertex normals from the triangles, then the bounding box.
     void finish();
+    // The last steps of finish(), for a producer that summed the triangles' area-weighted
+    // normals (cross products) into `normals` itself: each sum made a unit vector (+z for a
+    // zero or non-finite sum), then the bounding box.
+    void finishFromNormalSums();
 };
 
 #endif // CKXGEOMETRY_H

@@ -20,6 +20,8 @@
 #include <limits>
 #include <malloc.h>
 #include <memory>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <unordered_map>
 #include <utility>
 
@@ -31,6 +33,22 @@ const char* const kScalarCandidates[] = {"intensity", "scalar", "value", "qualit
 // Share of the progress range each phase takes.
 constexpr double kFieldPhaseEnd = 0.2;
 constexpr double kImportPhaseEnd = 0.85;
+
+// Reserves `n` elements and has the system map all of their pages at once. Each page a process
+// touches for the first time is otherwise a trap of its own, and on a virtual machine those
+// traps cost more than filling the page: the arrays of a surface of a million triangles span
+// some 6,000 pages. Where the system cannot, the pages come in as they are touched.
+template <class T> void reserveMapped(std::vector<T>& v, size_t n)
+{
+    v.reserve(n);
+#ifdef MADV_POPULATE_WRITE
+    static const uintptr_t nPage = uintptr_t(sysconf(_SC_PAGESIZE));
+    const uintptr_t nBegin = (uintptr_t(v.data()) + nPage - 1) & ~(nPage - 1);
+    const uintptr_t nEnd = uintptr_t(v.data() + v.capacity()) & ~(nPage - 1);
+    if (nPage > 0 && nEnd > nBegin)
+        madvise(reinterpret_cast<void*>(nBegin), nEnd - nBegin, MADV_POPULATE_WRITE);
+#endif
+}
 
 // Relays the import library's progress into our callback; remembers an abort, because the
 // library does not stop at every report whose answer is "abort".
@@ -119,31 +137,66 @@ struct SPlyField
 
 // The part of a PLY file the scalar field needs: its header cut after the vertex element, and
 // the vertex entries alone. The faces are most of a mesh file and the field does not need them,
-// so the PLY library is not made to parse them. Empty when the file is not laid out for this
-// (the vertex element is not the first, or a binary vertex has a list), and then the whole
-// file is read.
-QByteArray plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFileCheck& check)
+// so the PLY library is not made to parse them. A binary file's part is made in a private
+// mapping of the file, the cut header written just before the vertex entries: the entries are
+// then not copied, only the header's page is. Empty when the file is not laid out for this (the
+// vertex element is not the first, or a binary vertex has a list), and then the whole file is
+// read.
+struct SPlyPart
 {
+    QByteArray bytes;      // the part, when it is a copy
+    uchar* pMap = nullptr; // the mapping it is in otherwise, unmapped with the file
+    const char* pData = nullptr;
+    qint64 nSize = 0;
+};
+
+SPlyPart plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFileCheck& check)
+{
+    SPlyPart none;
     const qint64 nSize = file.size();
     if (check.nVertexDeclEnd < 0 || check.nPlyDataOffset < 0 || check.nDeclaredVertices < 0 ||
         check.nVertexDeclEnd > check.nPlyDataOffset || check.nVertexDeclEnd > header.size() ||
         check.nPlyDataOffset > nSize || !file.seek(check.nPlyDataOffset))
-        return QByteArray();
+        return none;
     static const char kEnd[] = "end_header\n";
-    QByteArray part = header.left(int(check.nVertexDeclEnd)) + kEnd;
-    const int nPrefix = part.size();
+    constexpr qint64 nEnd = sizeof kEnd - 1;
     const qint64 nAvailable = nSize - check.nPlyDataOffset;
     if (!check.bPlyAscii)
     {
         if (check.nVertexEntryBytes <= 0)
-            return QByteArray();
+            return none;
         // Counts are bounded by the vertex limit, entries by a few hundred bytes: no overflow.
         const qint64 nBlock = check.nDeclaredVertices * check.nVertexEntryBytes;
-        if (nBlock > nAvailable || nPrefix + nBlock > std::numeric_limits<int>::max())
-            return QByteArray(); // a header that promises more than the file holds
-        part.resize(int(nPrefix + nBlock));
-        return file.read(part.data() + nPrefix, nBlock) == nBlock ? part : QByteArray();
+        const qint64 nCut = check.nVertexDeclEnd + nEnd;
+        if (nBlock > nAvailable || nCut + nBlock > std::numeric_limits<int>::max())
+            return none; // a header that promises more than the file holds
+        // The cut header is never longer than the whole one, which has at least its end line
+        // after the vertex element; the check is for a header laid out otherwise.
+        if (nCut <= check.nPlyDataOffset)
+            if (uchar* pMap =
+                    file.map(0, check.nPlyDataOffset + nBlock, QFileDevice::MapPrivateOption))
+            {
+                char* pStart = reinterpret_cast<char*>(pMap) + (check.nPlyDataOffset - nCut);
+                std::memcpy(pStart, header.constData(), size_t(check.nVertexDeclEnd));
+                std::memcpy(pStart + check.nVertexDeclEnd, kEnd, size_t(nEnd));
+                SPlyPart mapped;
+                mapped.pMap = pMap;
+                mapped.pData = pStart;
+                mapped.nSize = nCut + nBlock;
+                return mapped;
+            }
+        SPlyPart part;
+        part.bytes = header.left(int(check.nVertexDeclEnd)) + kEnd;
+        const int nPrefix = part.bytes.size();
+        part.bytes.resize(int(nPrefix + nBlock));
+        if (file.read(part.bytes.data() + nPrefix, nBlock) != nBlock)
+            return none;
+        part.pData = part.bytes.constData();
+        part.nSize = part.bytes.size();
+        return part;
     }
+    QByteArray part = header.left(int(check.nVertexDeclEnd)) + kEnd;
+    const int nPrefix = part.size();
     // One vertex per line, as PLY writers put them; a file that spreads its vertices otherwise
     // fails on this part, and is then read whole.
     constexpr qint64 kChunk = 1 << 20;
@@ -151,7 +204,7 @@ QByteArray plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFil
     while (nLines < check.nDeclaredVertices && !file.atEnd())
     {
         if (part.size() + kChunk > std::numeric_limits<int>::max())
-            return QByteArray();
+            return none;
         const QByteArray chunk = file.read(kChunk);
         if (chunk.isEmpty())
             break;
@@ -168,7 +221,11 @@ QByteArray plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFil
             nScanned = part.size();
     }
     part.truncate(int(nScanned));
-    return part;
+    SPlyPart ascii;
+    ascii.bytes = std::move(part);
+    ascii.pData = ascii.bytes.constData();
+    ascii.nSize = ascii.bytes.size();
+    return ascii;
 }
 
 // Parses `nSize` bytes of PLY with the PLY library into `reader`; the library's message when it
@@ -215,6 +272,7 @@ bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyFi
     }
     const size_t n = static_cast<size_t>(pVertices->num_entries());
     field.strName = strName;
+    reserveMapped(field.values, n);
     field.values.resize(n);
     for (size_t i = 0; i < n; ++i)
     {
@@ -230,23 +288,24 @@ bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyFi
     return true;
 }
 
-// For each vertex of `mesh`, the index of the PLY vertex it was read from. The import library
-// keeps a PLY file's vertex order when it reads one mesh; when it does not (it may drop or
-// repeat vertices), each vertex is found by its exact position. False when one is not found.
+// For each vertex of `mesh`, the index of the PLY vertex it was read from; left empty when they
+// are the same (the import library keeps a PLY file's vertex order when it reads one mesh). When
+// it does not (it may drop or repeat vertices), each vertex is found by its exact position.
+// False when one is not found.
 bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& toField)
 {
     const int n = static_cast<int>(mesh.mNumVertices);
-    toField.resize(static_cast<size_t>(n));
+    toField.clear();
     bool bSameOrder = static_cast<size_t>(n) == field.values.size();
     for (int i = 0; bSameOrder && i < n; ++i)
     {
         const aiVector3D& v = mesh.mVertices[i];
         bSameOrder = v.x == field.coordinate(i, 0) && v.y == field.coordinate(i, 1) &&
                      v.z == field.coordinate(i, 2);
-        toField[i] = i;
     }
     if (bSameOrder)
         return true;
+    toField.resize(static_cast<size_t>(n));
 
     struct SKeyHash
     {
@@ -341,11 +400,6 @@ QColor diffuseColour(const aiScene& scene, const aiMesh& mesh)
                             std::clamp<double>(c.b, 0, 1), std::clamp<double>(c.a, 0, 1));
 }
 
-bool isFinite(const aiVector3D& v)
-{
-    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
-}
-
 } // namespace
 
 QStringList CKXMeshReader::nameFilters()
@@ -430,10 +484,13 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     {
         if (progress && !progress(0.0))
             return aborted();
-        const QByteArray part = plyVertexPart(file, header, check);
+        const SPlyPart part = plyVertexPart(file, header, check);
         std::unique_ptr<draco::PlyReader> pReader(new draco::PlyReader);
         QString strWhy;
-        if (part.isEmpty() || !parsePly(part.constData(), part.size(), *pReader, strWhy))
+        const bool bPartRead = part.nSize > 0 && parsePly(part.pData, part.nSize, *pReader, strWhy);
+        if (part.pMap)
+            file.unmap(part.pMap); // the library keeps copies of the values it parsed
+        if (!bPartRead)
         {
             const uchar* pData = file.map(0, nSize);
             if (!pData)
@@ -533,25 +590,53 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     // surface is kept: a reconstruction with a few broken vertices is still worth looking at.
     bool bDroppedNonFinite = false;
     std::int64_t nDone = 0;
-    std::vector<int> remap, toField;
+    const bool bHasField = !field.values.empty(); // the field may be moved into the surface
+    std::vector<int> toField;
+    std::vector<quint8> state; // per vertex of the mesh: kUnused, kUsed or kNonFinite
+    constexpr quint8 kUnused = 0, kUsed = 1, kNonFinite = 2;
+    static_assert(sizeof(aiVector3D) == 3 * sizeof(float), "positions are copied in bulk");
     for (const SMeshUse& use : uses)
     {
         const aiMesh& mesh = *pScene->mMeshes[use.nMesh];
         if (!mesh.mVertices || mesh.mNumVertices == 0)
             continue;
-        if (!field.values.empty() && !alignField(mesh, field, toField))
+        if (bHasField && !alignField(mesh, field, toField))
             return fail(QStringLiteral("its vertex field \"%1\" cannot be matched to the "
                                        "vertices of its mesh.")
                             .arg(field.strName));
         auto geometry = std::make_shared<CKXGeometry>();
         SKXSurfaceData surface;
-        remap.assign(mesh.mNumVertices, -1);
-        const bool bIdentity = use.transform.IsIdentity();
-        // Exact sizes: grown vectors would keep up to twice the memory for the surface's life.
-        geometry->positions.reserve(3 * size_t(mesh.mNumVertices));
-        geometry->indices.reserve(3 * size_t(mesh.mNumFaces));
-        if (!field.values.empty())
-            surface.scalars.reserve(mesh.mNumVertices);
+        const size_t nVertices = mesh.mNumVertices;
+        // The mesh's vertices in the file's order, in one copy; the ones no kept triangle uses
+        // are squeezed out at the end, which for most files is none. Exact sizes throughout:
+        // grown vectors would keep up to twice the memory for the surface's life.
+        std::vector<float>& positions = geometry->positions;
+        reserveMapped(positions, 3 * nVertices);
+        positions.resize(3 * nVertices);
+        if (use.transform.IsIdentity())
+            std::memcpy(positions.data(), mesh.mVertices, 3 * sizeof(float) * nVertices);
+        else
+            for (size_t v = 0; v < nVertices; ++v)
+            {
+                const aiVector3D p = use.transform * mesh.mVertices[v];
+                positions[3 * v] = p.x;
+                positions[3 * v + 1] = p.y;
+                positions[3 * v + 2] = p.z;
+            }
+        state.assign(nVertices, kUnused);
+        const float* pXyz = positions.data();
+        for (size_t v = 0; v < nVertices; ++v)
+            if (!std::isfinite(pXyz[3 * v]) || !std::isfinite(pXyz[3 * v + 1]) ||
+                !std::isfinite(pXyz[3 * v + 2]))
+                state[v] = kNonFinite;
+
+        // One pass over the faces keeps the triangles, and sums each one's area-weighted normal
+        // (its cross product, which also tells a degenerate one) into its corners.
+        reserveMapped(geometry->normals, 3 * nVertices);
+        geometry->normals.assign(3 * nVertices, 0.0f);
+        float* pSum = geometry->normals.data();
+        std::vector<unsigned>& indices = geometry->indices;
+        reserveMapped(indices, 3 * size_t(mesh.mNumFaces));
         for (unsigned f = 0; f < mesh.mNumFaces; ++f)
         {
             if ((++nDone & 0xFFFF) == 0 && progress &&
@@ -561,44 +646,86 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
             if (face.mNumIndices != 3 || !face.mIndices)
                 continue;
             const unsigned* k = face.mIndices;
-            if (k[0] >= mesh.mNumVertices || k[1] >= mesh.mNumVertices || k[2] >= mesh.mNumVertices)
+            if (k[0] >= nVertices || k[1] >= nVertices || k[2] >= nVertices)
                 return fail(QStringLiteral("a face refers to a vertex beyond the %1 its mesh has.")
                                 .arg(mesh.mNumVertices));
             if (k[0] == k[1] || k[1] == k[2] || k[0] == k[2])
                 continue;
-            aiVector3D p[3];
-            for (int c = 0; c < 3; ++c)
-                p[c] = bIdentity ? mesh.mVertices[k[c]] : use.transform * mesh.mVertices[k[c]];
-            if (!isFinite(p[0]) || !isFinite(p[1]) || !isFinite(p[2]))
+            if (state[k[0]] == kNonFinite || state[k[1]] == kNonFinite || state[k[2]] == kNonFinite)
             {
                 bDroppedNonFinite = true;
                 continue;
             }
-            if (((p[1] - p[0]) ^ (p[2] - p[0])).SquareLength() == 0.0f)
+            const float *a = pXyz + 3 * size_t(k[0]), *b = pXyz + 3 * size_t(k[1]),
+                        *c = pXyz + 3 * size_t(k[2]);
+            const float u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+            const float w[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+            const float n[3] = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2],
+                                u[0] * w[1] - u[1] * w[0]};
+            if (n[0] * n[0] + n[1] * n[1] + n[2] * n[2] == 0.0f)
                 continue;
-            int corner[3];
-            for (int c = 0; c < 3; ++c)
+            for (int j = 0; j < 3; ++j)
             {
-                int& n = remap[k[c]];
-                if (n < 0)
-                {
-                    n = int(geometry->positions.size() / 3);
-                    geometry->positions.insert(geometry->positions.end(), {p[c].x, p[c].y, p[c].z});
-                    if (!field.values.empty())
-                        surface.scalars.push_back(field.values[toField[k[c]]]);
-                }
-                corner[c] = n;
+                float* pCorner = pSum + 3 * size_t(k[j]);
+                pCorner[0] += n[0];
+                pCorner[1] += n[1];
+                pCorner[2] += n[2];
+                state[k[j]] = kUsed;
             }
             // Straight into the array: a call per triangle is felt on a surface of millions.
-            geometry->indices.insert(
-                geometry->indices.end(),
-                {unsigned(corner[0]), unsigned(corner[1]), unsigned(corner[2])});
+            indices.insert(indices.end(), k, k + 3);
         }
-        if (geometry->triangleCount() == 0)
+        if (indices.empty())
             continue;
+        if (bHasField && !toField.empty())
+        {
+            reserveMapped(surface.scalars, nVertices);
+            surface.scalars.resize(nVertices);
+            for (size_t v = 0; v < nVertices; ++v)
+                surface.scalars[v] = field.values[size_t(toField[v])];
+        }
+        else if (bHasField)
+        {
+            // The field is the mesh's as it stands; the only use of it takes it whole.
+            if (uses.size() == 1)
+                surface.scalars = std::move(field.values);
+            else
+                surface.scalars = field.values;
+        }
+        const size_t nUsed = size_t(std::count(state.begin(), state.end(), kUsed));
+        if (nUsed < nVertices)
+        {
+            // Squeezes out the vertices no kept triangle uses, keeping the order of the rest.
+            std::vector<unsigned> remap(nVertices, 0);
+            size_t nNext = 0;
+            for (size_t v = 0; v < nVertices; ++v)
+            {
+                if (state[v] != kUsed)
+                    continue;
+                remap[v] = unsigned(nNext);
+                std::copy_n(&positions[3 * v], 3, &positions[3 * nNext]);
+                std::copy_n(&geometry->normals[3 * v], 3, &geometry->normals[3 * nNext]);
+                if (!surface.scalars.empty())
+                    surface.scalars[nNext] = surface.scalars[v];
+                ++nNext;
+            }
+            for (unsigned& i : indices)
+                i = remap[i];
+            positions.resize(3 * nUsed);
+            positions.shrink_to_fit();
+            geometry->normals.resize(3 * nUsed);
+            geometry->normals.shrink_to_fit();
+            if (!surface.scalars.empty())
+            {
+                surface.scalars.resize(nUsed);
+                surface.scalars.shrink_to_fit();
+            }
+        }
+        if (indices.size() < indices.capacity())
+            indices.shrink_to_fit();
         // The winding is kept as the file gives it: a surface need not be closed, and for an
         // open one no inside and outside can be told apart.
-        geometry->finish();
+        geometry->finishFromNormalSums();
         surface.geometry = std::move(geometry);
         surface.name = QString::fromUtf8(mesh.mName.C_Str());
         // Names in angle brackets are the library's own ("<OFFRoot>"), not the file's.
