@@ -14,6 +14,8 @@
 #include <QTimer>
 #include <QWheelEvent>
 
+#include "KXImageDifference.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -22,21 +24,6 @@ namespace
 {
 constexpr int kWidth = 320;
 constexpr int kHeight = 240;
-
-// Mean absolute difference per channel, 0..255.
-double difference(const QImage& a, const QImage& b)
-{
-    double sum = 0;
-    for (int y = 0; y < a.height(); ++y)
-    {
-        const QRgb* pa = reinterpret_cast<const QRgb*>(a.constScanLine(y));
-        const QRgb* pb = reinterpret_cast<const QRgb*>(b.constScanLine(y));
-        for (int x = 0; x < a.width(); ++x)
-            sum += std::abs(qRed(pa[x]) - qRed(pb[x])) + std::abs(qGreen(pa[x]) - qGreen(pb[x])) +
-                   std::abs(qBlue(pa[x]) - qBlue(pb[x]));
-    }
-    return sum / (3.0 * a.width() * a.height());
-}
 
 // The pixels that differ from the background: count and centroid (x right, y down, pixel
 // centres at +0.5).
@@ -219,8 +206,9 @@ TEST_F(ViewTest, RenderAndShadingModesChangeThePicture)
     for (int a = 0; a < 4; ++a)
         for (int b = a + 1; b < 4; ++b)
         {
-            EXPECT_GT(difference(draw[a], draw[b]), 0.5) << "render modes " << a << ", " << b;
-            EXPECT_GT(difference(shade[a], shade[b]), 0.5) << "shading modes " << a << ", " << b;
+            EXPECT_GT(kxMeanDifference(draw[a], draw[b]), 0.5) << "render modes " << a << ", " << b;
+            EXPECT_GT(kxMeanDifference(shade[a], shade[b]), 0.5)
+                << "shading modes " << a << ", " << b;
         }
 }
 
@@ -237,18 +225,18 @@ TEST_F(ViewTest, ATranslucentBodyShowsTheOrgansInside)
                     s.surfaceVisible = s.volumeVisible = false;
             });
         const QImage without = withControls([](tag_s3Dcontrols& c) { c.organsVisible = false; });
-        return difference(with, without);
+        return kxMeanDifference(with, without);
     };
     EXPECT_LT(organsDifference(100), 0.05); // an opaque body hides them
     EXPECT_GT(organsDifference(40), 1.0);
     // One organ hidden changes the picture too.
     const QImage all = grab();
     scene.updateMeshVisibility("Liver", false);
-    EXPECT_EQ(difference(all, grab()), 0.0) << "organs are hidden as a whole here";
+    EXPECT_EQ(kxMeanDifference(all, grab()), 0.0) << "organs are hidden as a whole here";
     scene.getNode(PLConstants::_3DORGANS)->show(true);
     const QImage shown = grab();
     scene.updateMeshVisibility("Liver", true);
-    EXPECT_GT(difference(shown, grab()), 0.1);
+    EXPECT_GT(kxMeanDifference(shown, grab()), 0.1);
 }
 
 TEST_F(ViewTest, ThePhotonDensityMapAndItsPaletteChangeThePicture)
@@ -256,31 +244,31 @@ TEST_F(ViewTest, ThePhotonDensityMapAndItsPaletteChangeThePicture)
     showMeshOnly();
     const QImage on = grab();
     const QImage off = withControls([](tag_s3Dcontrols& c) { c.pdMap.visible() = false; });
-    EXPECT_GT(difference(on, off), 0.5);
+    EXPECT_GT(kxMeanDifference(on, off), 0.5);
     scene.surfaceMesh()->showPhotonDensity(true);
     const QImage reversed = withControls([](tag_s3Dcontrols& c) { c.pdMap.reverse() = true; });
-    EXPECT_GT(difference(on, reversed), 0.5);
+    EXPECT_GT(kxMeanDifference(on, reversed), 0.5);
     const QImage logScale = withControls(
         [](tag_s3Dcontrols& c)
         {
             c.pdMap.reverse() = false;
             c.pdMap.logScale() = true;
         });
-    EXPECT_GT(difference(on, logScale), 0.5);
+    EXPECT_GT(kxMeanDifference(on, logScale), 0.5);
     const QImage otherTable = withControls(
         [](tag_s3Dcontrols& c)
         {
             c.pdMap.logScale() = false;
             c.pdMap.colorBarIndex = 1;
         });
-    EXPECT_GT(difference(on, otherTable), 0.3);
+    EXPECT_GT(kxMeanDifference(on, otherTable), 0.3);
     const QImage recoloured = withControls(
         [](tag_s3Dcontrols& c)
         {
             c.pdMap.colorBarIndex = 0;
             c.meshColor = QColor(60, 160, 90);
         });
-    EXPECT_GT(difference(on, recoloured), 1.0);
+    EXPECT_GT(kxMeanDifference(on, recoloured), 1.0);
 }
 
 TEST_F(ViewTest, VoxelThresholdTableMipAndTypeChangeThePicture)
@@ -305,11 +293,11 @@ TEST_F(ViewTest, VoxelThresholdTableMipAndTypeChangeThePicture)
     const Mask lowMask = mask(low, bg), highMask = mask(high, bg);
     EXPECT_GT(lowMask.count, 100);
     EXPECT_LT(highMask.count, lowMask.count * 0.7) << "voxels below the threshold are hidden";
-    EXPECT_GT(difference(low, voxels(5, [](auto& s) { s.volumeMip = true; })), 0.1);
-    EXPECT_GT(difference(low, voxels(5, [](auto& s) { s.voxelColor = 3; })), 0.1);
-    EXPECT_GT(difference(low, voxels(5, [](auto& s) { s.voxelType = 1; })), 0.1);
-    EXPECT_GT(difference(low, voxels(5, [](auto& s) { s.volumeOpacity = 20; })), 0.1);
-    EXPECT_GT(difference(low, voxels(5, [](auto& s) { s.volumeReverse() = true; })), 0.1);
+    EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.volumeMip = true; })), 0.1);
+    EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.voxelColor = 3; })), 0.1);
+    EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.voxelType = 1; })), 0.1);
+    EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.volumeOpacity = 20; })), 0.1);
+    EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.volumeReverse() = true; })), 0.1);
 }
 
 TEST_F(ViewTest, SurfaceSourceAndMultimodalityVolumeShowUp)

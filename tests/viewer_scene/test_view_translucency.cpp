@@ -13,6 +13,8 @@
 #include <QMouseEvent>
 #include <QWheelEvent>
 
+#include "KXImageDifference.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -21,20 +23,6 @@ namespace
 {
 constexpr int kWidth = 320;
 constexpr int kHeight = 240;
-
-// Mean absolute difference per channel, 0..255.
-double difference(const QImage& a, const QImage& b)
-{
-    double sum = 0;
-    for (int y = 0; y < a.height(); ++y)
-        for (int x = 0; x < a.width(); ++x)
-        {
-            const QRgb p = a.pixel(x, y), q = b.pixel(x, y);
-            sum += std::abs(qRed(p) - qRed(q)) + std::abs(qGreen(p) - qGreen(q)) +
-                   std::abs(qBlue(p) - qBlue(q));
-        }
-    return sum / (3.0 * a.width() * a.height());
-}
 
 // Mean grey level of the 5 x 5 pixels around (x, y).
 double brightness(const QImage& img, int x, int y)
@@ -113,10 +101,11 @@ TEST_F(TranslucencyTest, CrossingOrgansLookTheSameInEitherDrawOrder)
         c.organsVisible = false;
         empty.applyControls(c);
     }
-    ASSERT_GT(difference(a, render(empty, true, turn)), 2.0) << "the organs must be in view";
-    EXPECT_LT(difference(a, b), 0.05);
+    ASSERT_GT(kxMeanDifference(a, render(empty, true, turn)), 2.0) << "the organs must be in view";
+    EXPECT_LT(kxMeanDifference(a, b), 0.05);
     // Sorted whole, the one drawn last lies on top of the other everywhere.
-    EXPECT_GT(difference(render(*redFirst, false, turn), render(*blueFirst, false, turn)), 0.5);
+    EXPECT_GT(kxMeanDifference(render(*redFirst, false, turn), render(*blueFirst, false, turn)),
+              0.5);
 }
 
 TEST_F(TranslucencyTest, TheFarEarStaysBehindTheHead)
@@ -159,7 +148,7 @@ TEST_F(TranslucencyTest, AnOpaqueSceneDrawsExactlyAsWhenSorted)
     scene.applyControls(c);
     scene.getNode("GLVolume")->show(true);
     const QImage peeled = render(scene, true), sorted = render(scene, false);
-    EXPECT_EQ(difference(peeled, sorted), 0.0);
+    EXPECT_EQ(kxMeanDifference(peeled, sorted), 0.0);
 }
 
 TEST_F(TranslucencyTest, TheViewSortsWhileTheCameraMovesAndPeelsWhenItStops)
@@ -196,30 +185,30 @@ TEST_F(TranslucencyTest, TheViewSortsWhileTheCameraMovesAndPeelsWhenItStops)
     send(QEvent::MouseButtonPress, QPoint(160, 120), Qt::LeftButton);
     send(QEvent::MouseMove, QPoint(163, 121), Qt::LeftButton);
     const QImage dragged = grab();
-    EXPECT_GT(difference(dragged, view.renderFreshFrame()), 0.05) << "peeled while dragged";
+    EXPECT_GT(kxMeanDifference(dragged, view.renderFreshFrame()), 0.05) << "peeled while dragged";
     // Recording (and Play) draw every frame peeled, even with the mouse held.
     view.setKFRecording(true);
     view.setCurrentQuaternion(unitquaternion(deg2rad(170.0), Y_AXIS));
-    EXPECT_EQ(difference(grab(), view.renderFreshFrame()), 0.0) << "recorded unpeeled";
+    EXPECT_EQ(kxMeanDifference(grab(), view.renderFreshFrame()), 0.0) << "recorded unpeeled";
     view.setKFRecording(false);
     send(QEvent::MouseMove, QPoint(166, 122), Qt::LeftButton);
-    EXPECT_GT(difference(grab(), view.renderFreshFrame()), 0.05);
+    EXPECT_GT(kxMeanDifference(grab(), view.renderFreshFrame()), 0.05);
 
     view.repaint(); // the repaint the moves asked for, still sorted
     // Let go: one repaint, peeled, that a grab then reuses.
     send(QEvent::MouseButtonRelease, QPoint(166, 122), Qt::NoButton);
     ASSERT_TRUE(repainted()) << "the picture stays sorted after the drag";
     const int nRenders = view.renderCount();
-    EXPECT_EQ(difference(grab(), view.renderFreshFrame()), 0.0);
+    EXPECT_EQ(kxMeanDifference(grab(), view.renderFreshFrame()), 0.0);
     EXPECT_EQ(view.renderCount(), nRenders);
 
     // The wheel: sorted while the notches come, peeled once they stop.
     QWheelEvent wheel(QPointF(160, 120), QPointF(160, 120), QPoint(), QPoint(0, 120), Qt::NoButton,
                       Qt::NoModifier, Qt::NoScrollPhase, false);
     QApplication::sendEvent(&view, &wheel);
-    EXPECT_GT(difference(grab(), view.renderFreshFrame()), 0.05) << "peeled while zoomed";
+    EXPECT_GT(kxMeanDifference(grab(), view.renderFreshFrame()), 0.05) << "peeled while zoomed";
     ASSERT_TRUE(repainted()) << "the picture stays sorted after the zoom";
-    EXPECT_EQ(difference(grab(), view.renderFreshFrame()), 0.0);
+    EXPECT_EQ(kxMeanDifference(grab(), view.renderFreshFrame()), 0.0);
 }
 
 TEST_F(TranslucencyTest, LightSourceVoxelsGlowBetweenTheFarAndTheNearSkin)
