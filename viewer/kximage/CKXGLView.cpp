@@ -74,6 +74,7 @@ CKXGLView::CKXGLView(CKXSampleScene* pScene, QWidget* pParent) : C3DView(pParent
             });
     // A new framebuffer (resize, pixel ratio) holds nothing worth reusing.
     connect(this, &QOpenGLWidget::resized, this, [this] { invalidateFrame(); });
+    connect(this, &QOpenGLWidget::frameSwapped, this, &CKXGLView::adaptRecordingShowInterval);
 }
 
 CKXGLView::~CKXGLView()
@@ -192,7 +193,8 @@ void CKXGLView::setKFRecording(bool bRecording)
         // Updates stay off between two showings: the plug-in's update() after each grab then
         // costs nothing, and the grab itself draws into the framebuffer as before.
         setUpdatesEnabled(false);
-        m_nRecordingShowTimer = startTimer(kRecordingShowIntervalMs);
+        m_nRecordingShowIntervalMs = kRecordingShowIntervalMs;
+        m_nRecordingShowTimer = startTimer(m_nRecordingShowIntervalMs);
     }
     else
     {
@@ -205,11 +207,28 @@ void CKXGLView::setKFRecording(bool bRecording)
 
 void CKXGLView::paintEvent(QPaintEvent* pEvent)
 {
+    if (m_bKFRecording)
+        m_showClock.start();
     C3DView::paintEvent(pEvent);
     // A showing during a recording: updates go off again at once, so that no update() until
     // the next showing leaves the view to be painted when something else repaints the window.
     if (m_bKFRecording)
         setUpdatesEnabled(false);
+}
+
+void CKXGLView::adaptRecordingShowInterval()
+{
+    if (!m_bKFRecording || !m_showClock.isValid() || m_nRecordingShowTimer == 0)
+        return;
+    const qint64 nCostMs = m_showClock.elapsed();
+    m_showClock.invalidate();
+    const int nIntervalMs = static_cast<int>(std::clamp<qint64>(
+        nCostMs * kRecordingShowShare, kRecordingShowIntervalMs, kRecordingShowMaxIntervalMs));
+    if (nIntervalMs == m_nRecordingShowIntervalMs)
+        return;
+    killTimer(m_nRecordingShowTimer);
+    m_nRecordingShowIntervalMs = nIntervalMs;
+    m_nRecordingShowTimer = startTimer(m_nRecordingShowIntervalMs);
 }
 
 void CKXGLView::saveRotationState()

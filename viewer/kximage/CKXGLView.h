@@ -7,10 +7,12 @@
 // again by the repaint that follows it.
 //
 // While the plug-in records a movie, the view is composed into the window at most every
-// kRecordingShowIntervalMs: showing a frame composes the whole main window again, which costs
-// as much as drawing it, and the movie, not the screen, is what a recording is for. Every
-// recorded frame is still drawn (once) and grabbed exactly; the window shows the latest one a
-// few times per second, and the last one as soon as the recording ends.
+// kRecordingShowIntervalMs, and less often where composing costs more than a
+// 1/kRecordingShowShare of that time (large views on a software renderer): showing a frame
+// composes the whole main window again, and the movie, not the screen, is what a recording is
+// for. Every recorded frame is still drawn (once) and grabbed exactly; the window shows the
+// latest one a few times per second (at least every kRecordingShowMaxIntervalMs), and the
+// last one as soon as the recording ends.
 //
 // While the user moves the camera (a mouse button held in the view, or wheel notches less than
 // kQuietMs apart) translucent objects are sorted whole: per-pixel order costs several times
@@ -23,6 +25,7 @@
 #include "C3DTrackball.h"
 #include "C3DView.h"
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QMatrix4x4>
 
@@ -76,8 +79,11 @@ public:
     // Whether a paint may reuse the framebuffer when nothing changed (on by default; off makes
     // every paint draw, for comparisons).
     void setFrameReuse(bool bOn);
-    // Least time between two compositions of the view while recording, in milliseconds.
+    // Least and most time between two compositions of the view while recording, in
+    // milliseconds; in between, kRecordingShowShare times what the last composition took.
     static constexpr int kRecordingShowIntervalMs = 250;
+    static constexpr int kRecordingShowMaxIntervalMs = 2000;
+    static constexpr int kRecordingShowShare = 20;
     // The current state drawn into a fresh framebuffer object, whatever the view's framebuffer
     // holds: what a paint must show now. The view's size in device pixels, Format_RGB32; null
     // before the view has a GL context. Not counted by renderCount().
@@ -111,6 +117,8 @@ private:
     void invalidateFrame() { ++m_nGeneration; }
     // The mouse let go of the camera: the next paint draws in per-pixel order.
     void endInteraction();
+    // A recording's showing was composed: the next ones come as often as they cost little.
+    void adaptRecordingShowInterval();
 
     CKXSampleScene* m_pScene;
     CKXGLRenderer* m_pRenderer = nullptr;
@@ -121,6 +129,8 @@ private:
     bool m_bKFRecording = false;
     int m_nAutoRotateTimer = 0;
     int m_nRecordingShowTimer = 0; // lets the next recorded frame be shown
+    int m_nRecordingShowIntervalMs = kRecordingShowIntervalMs;
+    QElapsedTimer m_showClock; // from a recording's showing's paint to its composition
     QPoint m_lastMouse;
     C3DTrackball m_trackball;
     bool m_bAnimationEnabled = false;
