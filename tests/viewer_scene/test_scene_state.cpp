@@ -207,16 +207,26 @@ template <class T, size_t N> void fill(T (&values)[N], int nSeed)
         values[i] = static_cast<T>(i % 2 == 1 ? (nSeed + static_cast<int>(i)) * 1.25 : 0);
 }
 
+// Sets each field to the value after it.
+inline void set()
+{
+}
+template <class T, class... Rest> void set(T* pField, T value, Rest... rest)
+{
+    *pField = value;
+    set(rest...);
+}
+
 TEST_F(SceneTest, AppliedControlsComeBackExactlyIncludingHostFields)
 {
     tag_s3Dcontrols c = controls();
-    c.meshRenderSolid = false;
-    c.meshRenderWireSolid = true;
-    c.organRenderSolid = false;
-    c.organRenderVertices = true; // two flags set: kept as given, the later mode is drawn
-    c.organRenderWireframe = true;
-    c.meshShadeLit = false;
-    c.meshShadeBox = true;
+    // Two organ render modes set: kept as given, the later one is drawn.
+    for (bool* pOn : {&c.meshRenderWireSolid, &c.organRenderVertices, &c.organRenderWireframe,
+                      &c.meshShadeBox, &c.flagB})
+        *pOn = true;
+    for (bool* pOff : {&c.meshRenderSolid, &c.organRenderSolid, &c.meshShadeLit, &c.meshVisible,
+                       &c.organsVisible})
+        *pOff = false;
     fill(c.viewFlags, 1);
     fill(c.extraRenderFlags, 2);
     fill(c.displayFlags, 3);
@@ -226,26 +236,16 @@ TEST_F(SceneTest, AppliedControlsComeBackExactlyIncludingHostFields)
     fill(c.pdMap.flags, 0);
     c.pdMap.visible() = false; // the named ones set apart: hidden, reversed, on a log scale
     c.pdMap.reverse() = c.pdMap.logScale() = true;
+    S3DToolsPDMapData& pd = c.pdMap;
+    set(&c.controlMode, 3, &c.meshOpacity, 29, &c.organOpacity, 63, &pd.mode, 4, &pd.colorBarIndex,
+        2, &pd.sliderMin, 7, &pd.sliderMax, 93, &pd.sliderExtra, 55, &pd.intTail, 8, &pd.spinBoxMin,
+        123.5f, &pd.spinBoxMax, 4567.25f, &pd.spinBoxValue, 999.0f);
     c.meshColor = QColor(10, 20, 30);
-    c.controlMode = 3;
-    c.meshVisible = c.organsVisible = false;
-    c.flagB = true;
-    c.meshOpacity = 29;
-    c.organOpacity = 63;
     c.name1 = "first";
     c.name2 = "second";
     c.name3 = "SourceVoxels_1";
-    c.pdMap.list1 = QStringList{"a", "b"};
-    c.pdMap.text2 = "t2";
-    c.pdMap.mode = 4;
-    c.pdMap.colorBarIndex = 2;
-    c.pdMap.sliderMin = 7;
-    c.pdMap.sliderMax = 93;
-    c.pdMap.sliderExtra = 55;
-    c.pdMap.spinBoxMin = 123.5f;
-    c.pdMap.spinBoxMax = 4567.25f;
-    c.pdMap.spinBoxValue = 999.0f;
-    c.pdMap.intTail = 8;
+    pd.list1 = QStringList{"a", "b"};
+    pd.text2 = "t2";
     for (auto it = c.sourceControls.begin(); it != c.sourceControls.end(); ++it)
     {
         tag_s3DSourceControls& s = it.value();
@@ -254,23 +254,15 @@ TEST_F(SceneTest, AppliedControlsComeBackExactlyIncludingHostFields)
         fill(s.intensityExtra, -3);
         fill(s.voxelFlags, 4);
         fill(s.measurement.statistics, 5);
+        set(&s.volumeOpacity, 31, &s.surfaceOpacity, 71, &s.intensitySlider, 66, &s.voxelType, 1,
+            &s.voxelColor, 5, &s.drawMode, 3, &s.shadeMode, 1, &s.sourceValue, 2.75,
+            &s.intensityValue, 12.345678901234567, &s.rangeMax, 512.0, &s.colorMin, 12.5f,
+            &s.colorMax, 80.0f);
         s.surfaceColor = QColor::fromRgbF(0.1, 0.2, 0.3);
-        s.volumeOpacity = 31;
-        s.surfaceOpacity = 71;
         s.surfaceVisible = !s.surfaceVisible;
         s.volumeVisible = !s.volumeVisible;
         s.volumeMip = s.volumeLogScale = s.measurement.active = true;
-        s.sourceValue = 2.75;
-        s.intensitySlider = 66;
-        s.intensityValue = 12.345678901234567;
-        s.rangeMax = 512.0;
-        s.voxelType = 1;
-        s.voxelColor = 5;
-        s.colorMin = 12.5f;
-        s.colorMax = 80.0f;
         s.measurement.unit = "mm3";
-        s.drawMode = 3;
-        s.shadeMode = 1;
     }
     c.sourceControls.insert("NotInThisScene", tag_s3DSourceControls());
 
