@@ -178,24 +178,10 @@ TEST_F(ViewTest, ThePhotonDensityMapAndItsPaletteChangeThePicture)
     scene.surfaceMesh()->showPhotonDensity(true);
     const QImage reversed = withControls([](tag_s3Dcontrols& c) { c.pdMap.reverse() = true; });
     EXPECT_GT(kxMeanDifference(on, reversed), 0.5);
-    const QImage logScale = withControls(
-        [](tag_s3Dcontrols& c)
-        {
-            c.pdMap.reverse() = false;
-            c.pdMap.logScale() = true;
-        });
-    EXPECT_GT(kxMeanDifference(on, logScale), 0.5);
-    const QImage otherTable = withControls(
-        [](tag_s3Dcontrols& c)
-        {
-            c.pdMap.logScale() = false;
-            c.pdMap.colorBarIndex = 1;
-        });
-    EXPECT_GT(kxMeanDifference(on, otherTable), 0.3);
     const QImage recoloured = withControls(
         [](tag_s3Dcontrols& c)
         {
-            c.pdMap.colorBarIndex = 0;
+            c.pdMap.reverse() = false;
             c.meshColor = QColor(60, 160, 90);
         });
     EXPECT_GT(kxMeanDifference(on, recoloured), 1.0);
@@ -230,16 +216,6 @@ TEST_F(ViewTest, VoxelThresholdTableMipAndTypeChangeThePicture)
     EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.volumeReverse() = true; })), 0.1);
 }
 
-TEST_F(ViewTest, SurfaceSourceAndMultimodalityVolumeShowUp)
-{
-    const QImage bg = background();
-    const QImage surface = withControls(
-        [](tag_s3Dcontrols& c) { c.sourceControls["SourceSurface_1"].surfaceVisible = true; });
-    EXPECT_GT(kxMask(surface, bg).count, 30);
-    scene.getNode("GLVolume")->show(true);
-    EXPECT_GT(kxMask(grab(), bg).count, kWidth * kHeight / 10);
-}
-
 TEST_F(ViewTest, TheTrackballMovesOnlyTheCamera)
 {
     int cameraChanges = 0, sceneChanges = 0;
@@ -257,7 +233,6 @@ TEST_F(ViewTest, TheTrackballMovesOnlyTheCamera)
     mouse(QEvent::MouseButtonRelease, c + QPoint(40, 0), Qt::LeftButton, Qt::NoButton);
     const unitquaternion q = view->getCurrentQuaternion();
     EXPECT_GT(q.y(), 0.05); // a turn about the vertical axis
-    EXPECT_NEAR(q.w() * q.w() + q.x() * q.x() + q.y() * q.y() + q.z() * q.z(), 1.0, 1e-9);
 
     mouse(QEvent::MouseButtonPress, c, Qt::RightButton, Qt::RightButton);
     mouse(QEvent::MouseMove, c + QPoint(10, 5), Qt::NoButton, Qt::RightButton);
@@ -271,8 +246,6 @@ TEST_F(ViewTest, TheTrackballMovesOnlyTheCamera)
     EXPECT_EQ(cameraChanges, 3);
     EXPECT_EQ(sceneChanges, 0);
 
-    view->saveRotationState();
-    EXPECT_EQ(view->savedRotation(), view->getCurrentQuaternion());
     view->resetCamera();
     EXPECT_EQ(cameraChanges, 4);
     EXPECT_EQ(view->getCurrentQuaternion(), unitquaternion());
