@@ -1,6 +1,7 @@
 // Opening the user's own data in the viewer: File > Open, Open As, Open Recent and dropped
 // files make sequence windows announced like the samples; a file that cannot be read leaves
 // everything as it was. End to end, the headless viewer records a movie of opened data.
+#include "../common/KXTestFiles.h"
 #include "CKXDataMenu.h"
 #include "ViewerHostFixture.h"
 
@@ -79,12 +80,10 @@ TEST_F(COpenDataTest, OpenedFilesBecomeASequenceAnnouncedLikeTheSamples)
 TEST_F(COpenDataTest, AFileThatCannotBeReadIsNamedAndChangesNothing)
 {
     QTemporaryDir dir;
-    const QString strBroken = QDir(dir.path()).filePath("broken.stl");
-    QFile file(strBroken);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write("solid x\n facet normal") > 0);
-    file.close();
+    const QString strBroken = dir.filePath("broken.stl");
+    kxWriteFile(strBroken, "solid x\n facet normal");
     const QStringList listBefore = titles();
-    for (const QString& strPath : {strBroken, QDir(dir.path()).filePath("missing.ply")})
+    for (const QString& strPath : {strBroken, dir.filePath("missing.ply")})
     {
         CKXAutomation::clearMessages();
         CKXAutomation::enqueueFileName(strPath);
