@@ -61,11 +61,4 @@ TEST_F(ViewReuseTest, EachChangeIsDrawnByTheNextPaintAndNothingElseIs)
         EXPECT_EQ(view->renderCount(), nRenders + 1) << c.m_pszWhat;
         last = picture;
     }
-
-    // Without reuse every paint draws.
-    view->setFrameReuse(false);
-    nRenders = view->renderCount();
-    grab();
-    grab();
-    EXPECT_EQ(view->renderCount(), nRenders + 2);
 }
