@@ -1,10 +1,9 @@
 // What the user opens becomes one scene description: roles by the order of opening or as
 // given, names, the default view, scene files, and refusals that name the file and change
 // nothing. The inputs are files other programs wrote.
+#include "../common/KXTestFiles.h"
 #include "CKXDatasetLoader.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -61,10 +60,8 @@ TEST(DatasetLoader, RolesFollowTheOrderOfOpeningUnlessGiven)
 TEST(DatasetLoader, RefusalsNameTheFileAndLeaveTheDescriptionAlone)
 {
     QTemporaryDir dir;
-    const QString strText = QDir(dir.path()).filePath("notes.txt");
-    QFile text(strText);
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly) && text.write("not data\n") > 0);
-    text.close();
+    const QString strText = dir.filePath("notes.txt");
+    kxWriteFile(strText, "not data\n");
     const QString strBox = kModels + "/OBJ/box.obj";
     const QString strVolume = kVolumes + "/type_int16.nii.gz";
     const struct
@@ -108,20 +105,18 @@ TEST(DatasetLoader, RefusalsNameTheFileAndLeaveTheDescriptionAlone)
 TEST(DatasetLoader, SceneFileBringsItsRolesNamesColoursAndView)
 {
     QTemporaryDir dir;
-    const QString strScene = QDir(dir.path()).filePath("scene.json");
-    QFile file(strScene);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(QStringLiteral(
-                   "{\"name\": \"Box study\", \"view\": {\"up\": [1, 0, 0], \"front\": [0, 0, 1]},"
-                   " \"items\": ["
-                   " {\"role\": \"subject\", \"file\": \"%1/PLY/cube.ply\"},"
-                   " {\"role\": \"organ\", \"file\": \"%1/OBJ/box.obj\", \"name\": \"Heart\","
-                   "  \"color\": \"#ff0000\"},"
-                   " {\"role\": \"source\", \"name\": \"SourceSurface_2\","
-                   "  \"surface\": [\"%1/PLY/cube.ply\", \"%1/STL/Wuson.stl\"]}]}")
-                   .arg(kModels)
-                   .toUtf8());
-    file.close();
+    const QString strScene = dir.filePath("scene.json");
+    kxWriteFile(strScene,
+                QStringLiteral(
+                    "{\"name\": \"Box study\", \"view\": {\"up\": [1, 0, 0], \"front\": [0, 0, 1]},"
+                    " \"items\": ["
+                    " {\"role\": \"subject\", \"file\": \"%1/PLY/cube.ply\"},"
+                    " {\"role\": \"organ\", \"file\": \"%1/OBJ/box.obj\", \"name\": \"Heart\","
+                    "  \"color\": \"#ff0000\"},"
+                    " {\"role\": \"source\", \"name\": \"SourceSurface_2\","
+                    "  \"surface\": [\"%1/PLY/cube.ply\", \"%1/STL/Wuson.stl\"]}]}")
+                    .arg(kModels)
+                    .toUtf8());
     SKXSceneDescription d;
     QString strError;
     ASSERT_TRUE(CKXDatasetLoader::load({request(strScene)}, d, strError)) << qPrintable(strError);

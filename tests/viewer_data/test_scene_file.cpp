@@ -25,25 +25,13 @@ TEST(SceneFile, WritesRelativePathsAndReadsBackEveryRoleNameColourAndView)
     data.name = QStringLiteral("Mouse 12, day 3");
     ASSERT_TRUE(
         CKXSceneFile::orientation(QVector3D(0, 0, 1), QVector3D(0, -1, 0), data.viewOrientation));
-    auto item = [](EKXDataRole eRole, QString strName, QStringList surfaces, QString strVolume)
-    {
-        SKXSceneItem i;
-        i.role = eRole;
-        i.name = std::move(strName);
-        i.surfaces = std::move(surfaces);
-        i.volume = std::move(strVolume);
-        return i;
-    };
-    data.items.push_back(item(EKXDataRole::Subject, {}, {base.filePath("body.ply")}, {}));
-    data.items.back().scalarName = QStringLiteral("intensity");
-    data.items.push_back(
-        item(EKXDataRole::Organ, "Liver", {base.filePath("organs/liver.stl")}, {}));
-    data.items.back().color = QColor(200, 80, 60);
-    data.items.push_back(item(EKXDataRole::Volume, {}, {}, base.filePath("ct")));
-    data.items.push_back(
-        item(EKXDataRole::Source, "Original", {base.filePath("s.ply")}, base.filePath("s.nii.gz")));
-    data.items.push_back(item(EKXDataRole::Source, "SourceSurface_1",
-                              {base.filePath("a.ply"), "/elsewhere/b.ply"}, {}));
+    const auto at = [&base](const char* szName) { return base.filePath(szName); };
+    data.items = {
+        {EKXDataRole::Subject, {}, {at("body.ply")}, {}, {}, "intensity"},
+        {EKXDataRole::Organ, "Liver", {at("organs/liver.stl")}, {}, {200, 80, 60}, {}},
+        {EKXDataRole::Volume, {}, {}, at("ct"), {}, {}},
+        {EKXDataRole::Source, "Original", {at("s.ply")}, at("s.nii.gz"), {}, {}},
+        {EKXDataRole::Source, "SourceSurface_1", {at("a.ply"), "/elsewhere/b.ply"}, {}, {}, {}}};
 
     const QString strScene = base.filePath("scene.json");
     QString strError;

@@ -19,11 +19,6 @@ inline void PrintTo(const QPoint& point, std::ostream* pStream)
     *pStream << '(' << point.x() << ", " << point.y() << ')';
 }
 
-TEST(ActiveChildWindow, IsNullWithoutAMainWindow)
-{
-    EXPECT_EQ(CKXSChildWindow::getActiveChildWnd(), nullptr);
-}
-
 TEST_F(CViewerHostTest, WindowsAnswerForTheirOwnSequenceAndScene)
 {
     CKXSequenceWindowImpl* pFirst = window(0);

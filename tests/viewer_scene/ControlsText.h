@@ -8,8 +8,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <initializer_list>
-
 namespace kxtest
 {
 inline QString text(bool b)
@@ -50,71 +48,54 @@ template <class T, size_t N> QString text(const T (&a)[N])
     return '{' + parts.join(',') + '}';
 }
 
-#define KX_FIELD(rec, f) QStringLiteral(#f "=") + text(rec.f)
-
-inline void add(QStringList& out, std::initializer_list<QString> fields)
+// "name=value" for every field passed, named as the caller wrote it.
+template <class... T> QStringList fields(const char* szNames, const T&... values)
 {
-    for (const QString& str : fields)
-        out << str;
+    const QStringList names = QString(szNames).split(", ");
+    const QStringList texts{text(values)...};
+    QStringList out;
+    for (int i = 0; i < names.size(); ++i)
+        out << names[i] + '=' + texts[i];
+    return out;
 }
+#define KX_FIELDS(...) fields(#__VA_ARGS__, __VA_ARGS__)
 
 inline QString controlsText(const tag_s3Dcontrols& c)
 {
-    QStringList out;
-    add(out, {KX_FIELD(c, viewFlags), KX_FIELD(c, meshColor), KX_FIELD(c, meshRenderVertices),
-              KX_FIELD(c, meshRenderWireframe), KX_FIELD(c, meshRenderSolid),
-              KX_FIELD(c, meshRenderWireSolid), KX_FIELD(c, organRenderVertices),
-              KX_FIELD(c, organRenderWireframe), KX_FIELD(c, organRenderSolid),
-              KX_FIELD(c, organRenderWireSolid), KX_FIELD(c, meshShadeBox),
-              KX_FIELD(c, meshShadeSmoothSolid)});
-    add(out, {KX_FIELD(c, meshShadeLit), KX_FIELD(c, meshShadeSolidLit), KX_FIELD(c, organShadeBox),
-              KX_FIELD(c, organShadeSmoothSolid), KX_FIELD(c, organShadeLit),
-              KX_FIELD(c, organShadeSolidLit), KX_FIELD(c, extraRenderFlags),
-              KX_FIELD(c, controlMode), KX_FIELD(c, meshVisible), KX_FIELD(c, displayFlags),
-              KX_FIELD(c, intSettings), KX_FIELD(c, meshOpacity)});
-    add(out, {KX_FIELD(c, intSettings2), KX_FIELD(c, doubleSettings), KX_FIELD(c, name1),
-              KX_FIELD(c, flagA), KX_FIELD(c, flagB), KX_FIELD(c, name2), KX_FIELD(c, organFlag),
-              KX_FIELD(c, organsVisible), KX_FIELD(c, organOpacity), KX_FIELD(c, tailFlags)});
     const S3DToolsPDMapData& p = c.pdMap;
-    add(out, {KX_FIELD(p, list1), KX_FIELD(p, list2), KX_FIELD(p, intValue), KX_FIELD(p, text1),
-              KX_FIELD(p, text2), KX_FIELD(p, mode), KX_FIELD(p, flags), KX_FIELD(p, colorBarIndex),
-              KX_FIELD(p, sliderMin), KX_FIELD(p, sliderMax), KX_FIELD(p, sliderExtra),
-              KX_FIELD(p, spinBoxMax)});
-    add(out, {KX_FIELD(p, spinBoxMin), KX_FIELD(p, spinBoxValue), KX_FIELD(p, intTail),
-              KX_FIELD(p, percent), KX_FIELD(c, name3)});
+    QStringList out = KX_FIELDS(
+        c.viewFlags, c.meshColor, c.meshRenderVertices, c.meshRenderWireframe, c.meshRenderSolid,
+        c.meshRenderWireSolid, c.organRenderVertices, c.organRenderWireframe, c.organRenderSolid,
+        c.organRenderWireSolid, c.meshShadeBox, c.meshShadeSmoothSolid, c.meshShadeLit,
+        c.meshShadeSolidLit, c.organShadeBox, c.organShadeSmoothSolid, c.organShadeLit,
+        c.organShadeSolidLit, c.extraRenderFlags, c.controlMode, c.meshVisible, c.displayFlags,
+        c.intSettings, c.meshOpacity, c.intSettings2, c.doubleSettings, c.name1, c.flagA, c.flagB,
+        c.name2, c.organFlag, c.organsVisible, c.organOpacity, c.tailFlags, c.name3);
+    out += KX_FIELDS(p.list1, p.list2, p.intValue, p.text1, p.text2, p.mode, p.flags,
+                     p.colorBarIndex, p.sliderMin, p.sliderMax, p.sliderExtra, p.spinBoxMax,
+                     p.spinBoxMin, p.spinBoxValue, p.intTail, p.percent);
     for (auto it = c.sourceControls.begin(); it != c.sourceControls.end(); ++it)
     {
-        out << "source " + it.key();
         const tag_s3DSourceControls& s = it.value();
-        add(out, {KX_FIELD(s, surfaceColor), KX_FIELD(s, surfRenderVertices),
-                  KX_FIELD(s, surfRenderWireframe), KX_FIELD(s, surfRenderSolid),
-                  KX_FIELD(s, surfRenderWireSolid), KX_FIELD(s, surfShadeBox),
-                  KX_FIELD(s, surfShadeSmoothSolid), KX_FIELD(s, surfShadeLit),
-                  KX_FIELD(s, surfShadeSolidLit), KX_FIELD(s, surfExtraFlags),
-                  KX_FIELD(s, volumeOpacity), KX_FIELD(s, volumeOpacityMin)});
-        add(out,
-            {KX_FIELD(s, volumeOpacityMax), KX_FIELD(s, surfaceOpacity),
-             KX_FIELD(s, surfaceOpacityMin), KX_FIELD(s, surfaceOpacityMax),
-             KX_FIELD(s, surfaceGroupEnabled), KX_FIELD(s, surfaceVisible), KX_FIELD(s, volumeMip),
-             KX_FIELD(s, sourceValue), KX_FIELD(s, sourceFloatValue), KX_FIELD(s, volumeFlags),
-             KX_FIELD(s, volumeGroup), KX_FIELD(s, volumeThreshold)});
-        add(out, {KX_FIELD(s, volumeLogScale), KX_FIELD(s, volumeVisible),
-                  KX_FIELD(s, intensitySlider), KX_FIELD(s, intensitySliderMin),
-                  KX_FIELD(s, intensitySliderMax), KX_FIELD(s, intensityValue),
-                  KX_FIELD(s, intensityMin), KX_FIELD(s, intensityMax), KX_FIELD(s, intensityExtra),
-                  KX_FIELD(s, voxelFloatValue), KX_FIELD(s, rangeMin), KX_FIELD(s, rangeMax)});
-        add(out, {KX_FIELD(s, voxelType), KX_FIELD(s, voxelFlags), KX_FIELD(s, voxelColor),
-                  KX_FIELD(s, colorMin), KX_FIELD(s, colorMax), KX_FIELD(s, drawMode),
-                  KX_FIELD(s, shadeMode)});
         const tag_s3DVolMeasurement& m = s.measurement;
-        add(out, {KX_FIELD(m, active), KX_FIELD(m, count), KX_FIELD(m, unit),
-                  KX_FIELD(m, precision), KX_FIELD(m, label), KX_FIELD(m, region),
-                  KX_FIELD(m, text1), KX_FIELD(m, text2), KX_FIELD(m, statistics)});
+        out << "source " + it.key();
+        out += KX_FIELDS(
+            s.surfaceColor, s.surfRenderVertices, s.surfRenderWireframe, s.surfRenderSolid,
+            s.surfRenderWireSolid, s.surfShadeBox, s.surfShadeSmoothSolid, s.surfShadeLit,
+            s.surfShadeSolidLit, s.surfExtraFlags, s.volumeOpacity, s.volumeOpacityMin,
+            s.volumeOpacityMax, s.surfaceOpacity, s.surfaceOpacityMin, s.surfaceOpacityMax,
+            s.surfaceGroupEnabled, s.surfaceVisible, s.volumeMip, s.sourceValue, s.sourceFloatValue,
+            s.volumeFlags, s.volumeGroup, s.volumeThreshold, s.volumeLogScale, s.volumeVisible,
+            s.intensitySlider, s.intensitySliderMin, s.intensitySliderMax, s.intensityValue,
+            s.intensityMin, s.intensityMax, s.intensityExtra, s.voxelFloatValue, s.rangeMin,
+            s.rangeMax, s.voxelType, s.voxelFlags, s.voxelColor, s.colorMin, s.colorMax, s.drawMode,
+            s.shadeMode, m.active, m.count, m.unit, m.precision, m.label, m.region, m.text1,
+            m.text2, m.statistics);
     }
     return out.join('\n');
 }
 
-#undef KX_FIELD
+#undef KX_FIELDS
 } // namespace kxtest
 
 #endif // CONTROLSTEXT_H

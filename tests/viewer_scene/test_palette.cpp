@@ -1,6 +1,5 @@
 // Palettes: range, part of the table, reversal and log scale change the mapped colour.
 #include "CKXPalette.h"
-#include "CKXScalarImage.h"
 
 #include <gtest/gtest.h>
 
@@ -74,16 +73,4 @@ TEST(Palette, TablesDifferAndChangesAreAnnounced)
     p.setLogScale(false);
     EXPECT_EQ(calls, 2);
     EXPECT_EQ(p.version(), v + 2);
-}
-
-TEST(ScalarImage, MinMaxOfItsValues)
-{
-    CKXScalarImage empty;
-    double lo = 7, hi = 8;
-    EXPECT_FALSE(empty.getMinMax(lo, hi));
-    EXPECT_EQ(lo, 7);
-    CKXScalarImage image({3.0f, -2.0f, 9.5f});
-    EXPECT_TRUE(image.getMinMax(lo, hi));
-    EXPECT_EQ(lo, -2.0);
-    EXPECT_EQ(hi, 9.5);
 }

@@ -1,88 +1,21 @@
 // The 3D view renders the scene as the display state says: checked on real frames grabbed from
 // a CKXGLView under Xvfb (Mesa llvmpipe).
-#include "C3DVolume.h"
-#include "CKXGLView.h"
-#include "CKXSampleScene.h"
-#include "CKXSceneData.h"
+#include "C3DMesh.h"
+#include "KXViewPictures.h"
 #include "PLConstants.h"
 
-#include <QApplication>
-#include <QElapsedTimer>
 #include <QEventLoop>
-#include <QImage>
 #include <QMouseEvent>
 #include <QTimer>
 #include <QWheelEvent>
-
-#include "KXImageDifference.h"
-
-#include <gtest/gtest.h>
 
 #include <cmath>
 
 namespace
 {
-constexpr int kWidth = 320;
-constexpr int kHeight = 240;
-
-// The pixels that differ from the background: count and centroid (x right, y down, pixel
-// centres at +0.5).
-struct Mask
-{
-    int count = 0;
-    QPointF centroid;
-    QRect bounds;
-    bool at(const QImage& img, const QImage& bg, int x, int y) const
-    {
-        const QRgb a = img.pixel(x, y), b = bg.pixel(x, y);
-        return std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
-                   std::abs(qBlue(a) - qBlue(b)) >
-               30;
-    }
-};
-
-Mask mask(const QImage& img, const QImage& bg)
-{
-    Mask m;
-    double sx = 0, sy = 0;
-    for (int y = 0; y < img.height(); ++y)
-        for (int x = 0; x < img.width(); ++x)
-            if (m.at(img, bg, x, y))
-            {
-                ++m.count;
-                m.bounds |= QRect(x, y, 1, 1);
-                sx += x + 0.5;
-                sy += y + 0.5;
-            }
-    if (m.count)
-        m.centroid = QPointF(sx / m.count, sy / m.count);
-    return m;
-}
-
-class ViewTest : public ::testing::Test
+class ViewTest : public CShownViewTest
 {
 protected:
-    void SetUp() override
-    {
-        if (!qApp)
-            GTEST_SKIP() << "needs a display (run under scripts/with-xvfb)";
-        view = std::make_unique<CKXGLView>(&scene);
-        view->resize(kWidth, kHeight);
-        view->show();
-        QElapsedTimer t;
-        t.start();
-        while (!view->isValid() && t.elapsed() < 10000)
-            QApplication::processEvents();
-        ASSERT_TRUE(view->isValid()) << "no GL context";
-    }
-
-    QImage grab()
-    {
-        QImage img = view->grabFramebuffer().convertToFormat(QImage::Format_RGB32);
-        EXPECT_EQ(img.size(), QSize(kWidth, kHeight));
-        return img;
-    }
-
     // Everything hidden but what `keep` switches on again.
     template <class F> void showOnly(F&& keep)
     {
@@ -126,9 +59,6 @@ protected:
         scene.applyControls(c);
         return grab();
     }
-
-    CKXSampleScene scene{0};
-    std::unique_ptr<CKXGLView> view;
 };
 } // namespace
 
@@ -136,7 +66,7 @@ TEST_F(ViewTest, TheDefaultViewShowsTheSubjectLargeAndCentred)
 {
     const QImage bg = background();
     scene.applyControls(CKXSampleScene(0).currentControls());
-    const Mask m = mask(grab(), bg);
+    const SKXMask m = kxMask(grab(), bg);
     // The subject spans about 60% of the view's height, around its middle.
     EXPECT_NEAR(m.bounds.height(), 0.6 * kHeight, 0.15 * kHeight);
     EXPECT_LT(m.bounds.width(), kWidth);
@@ -148,10 +78,10 @@ TEST_F(ViewTest, PositiveRotationAboutZTurnsTheSubjectCounterClockwise)
 {
     const QImage bg = background();
     showMarkerOnly("SourceSurface_1");
-    const Mask before = mask(grab(), bg);
+    const SKXMask before = kxMask(grab(), bg);
     ASSERT_GT(before.count, 20);
     view->setCurrentQuaternion(unitquaternion(deg2rad(90.0), Z_AXIS));
-    const Mask after = mask(grab(), bg);
+    const SKXMask after = kxMask(grab(), bg);
     // Offsets from the view centre, y up.
     const QPointF p0(before.centroid.x() - kWidth / 2.0, kHeight / 2.0 - before.centroid.y());
     const QPointF p1(after.centroid.x() - kWidth / 2.0, kHeight / 2.0 - after.centroid.y());
@@ -164,10 +94,10 @@ TEST_F(ViewTest, TranslationIsInPixelsAtTheFocalPlane)
 {
     const QImage bg = background();
     showMarkerOnly("Original");
-    const Mask m0 = mask(grab(), bg);
+    const SKXMask m0 = kxMask(grab(), bg);
     const double tx = kWidth / 4.0, ty = kHeight / 4.0;
     view->setTranslationVector(Vec3f(tx, ty, 0.0));
-    const Mask m1 = mask(grab(), bg);
+    const SKXMask m1 = kxMask(grab(), bg);
     // A point on the focal plane moves by exactly the translation, in pixels; the marker lies
     // some dz in front of it, so it moves k = D / (D - dz) times as far, the same in x and y (up).
     const double kx = (m1.centroid.x() - m0.centroid.x()) / tx;
@@ -178,9 +108,9 @@ TEST_F(ViewTest, TranslationIsInPixelsAtTheFocalPlane)
     // as far: k / (k + 1), which pins down the focal distance as well.
     const double focal = view->focalDistance();
     view->setTranslationVector(Vec3f(0.0, 0.0, -focal));
-    const Mask back0 = mask(grab(), bg);
+    const SKXMask back0 = kxMask(grab(), bg);
     view->setTranslationVector(Vec3f(tx, ty, -focal));
-    const Mask back1 = mask(grab(), bg);
+    const SKXMask back1 = kxMask(grab(), bg);
     const double k = 0.5 * (kx + ky);
     EXPECT_NEAR((back1.centroid.x() - back0.centroid.x()) / tx, k / (k + 1.0), 0.01);
     EXPECT_NEAR((back0.centroid.y() - back1.centroid.y()) / ty, k / (k + 1.0), 0.01);
@@ -248,24 +178,10 @@ TEST_F(ViewTest, ThePhotonDensityMapAndItsPaletteChangeThePicture)
     scene.surfaceMesh()->showPhotonDensity(true);
     const QImage reversed = withControls([](tag_s3Dcontrols& c) { c.pdMap.reverse() = true; });
     EXPECT_GT(kxMeanDifference(on, reversed), 0.5);
-    const QImage logScale = withControls(
-        [](tag_s3Dcontrols& c)
-        {
-            c.pdMap.reverse() = false;
-            c.pdMap.logScale() = true;
-        });
-    EXPECT_GT(kxMeanDifference(on, logScale), 0.5);
-    const QImage otherTable = withControls(
-        [](tag_s3Dcontrols& c)
-        {
-            c.pdMap.logScale() = false;
-            c.pdMap.colorBarIndex = 1;
-        });
-    EXPECT_GT(kxMeanDifference(on, otherTable), 0.3);
     const QImage recoloured = withControls(
         [](tag_s3Dcontrols& c)
         {
-            c.pdMap.colorBarIndex = 0;
+            c.pdMap.reverse() = false;
             c.meshColor = QColor(60, 160, 90);
         });
     EXPECT_GT(kxMeanDifference(on, recoloured), 1.0);
@@ -290,7 +206,7 @@ TEST_F(ViewTest, VoxelThresholdTableMipAndTypeChangeThePicture)
     auto none = [](tag_s3DSourceControls&) {};
     const QImage low = voxels(5, none);
     const QImage high = voxels(60, none);
-    const Mask lowMask = mask(low, bg), highMask = mask(high, bg);
+    const SKXMask lowMask = kxMask(low, bg), highMask = kxMask(high, bg);
     EXPECT_GT(lowMask.count, 100);
     EXPECT_LT(highMask.count, lowMask.count * 0.7) << "voxels below the threshold are hidden";
     EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.volumeMip = true; })), 0.1);
@@ -298,16 +214,6 @@ TEST_F(ViewTest, VoxelThresholdTableMipAndTypeChangeThePicture)
     EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.voxelType = 1; })), 0.1);
     EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.volumeOpacity = 20; })), 0.1);
     EXPECT_GT(kxMeanDifference(low, voxels(5, [](auto& s) { s.volumeReverse() = true; })), 0.1);
-}
-
-TEST_F(ViewTest, SurfaceSourceAndMultimodalityVolumeShowUp)
-{
-    const QImage bg = background();
-    const QImage surface = withControls(
-        [](tag_s3Dcontrols& c) { c.sourceControls["SourceSurface_1"].surfaceVisible = true; });
-    EXPECT_GT(mask(surface, bg).count, 30);
-    scene.getNode("GLVolume")->show(true);
-    EXPECT_GT(mask(grab(), bg).count, kWidth * kHeight / 10);
 }
 
 TEST_F(ViewTest, TheTrackballMovesOnlyTheCamera)
@@ -327,7 +233,6 @@ TEST_F(ViewTest, TheTrackballMovesOnlyTheCamera)
     mouse(QEvent::MouseButtonRelease, c + QPoint(40, 0), Qt::LeftButton, Qt::NoButton);
     const unitquaternion q = view->getCurrentQuaternion();
     EXPECT_GT(q.y(), 0.05); // a turn about the vertical axis
-    EXPECT_NEAR(q.w() * q.w() + q.x() * q.x() + q.y() * q.y() + q.z() * q.z(), 1.0, 1e-9);
 
     mouse(QEvent::MouseButtonPress, c, Qt::RightButton, Qt::RightButton);
     mouse(QEvent::MouseMove, c + QPoint(10, 5), Qt::NoButton, Qt::RightButton);
@@ -341,8 +246,6 @@ TEST_F(ViewTest, TheTrackballMovesOnlyTheCamera)
     EXPECT_EQ(cameraChanges, 3);
     EXPECT_EQ(sceneChanges, 0);
 
-    view->saveRotationState();
-    EXPECT_EQ(view->savedRotation(), view->getCurrentQuaternion());
     view->resetCamera();
     EXPECT_EQ(cameraChanges, 4);
     EXPECT_EQ(view->getCurrentQuaternion(), unitquaternion());
@@ -351,9 +254,7 @@ TEST_F(ViewTest, TheTrackballMovesOnlyTheCamera)
 
 TEST_F(ViewTest, AutoRotationSpinsUntilStopped)
 {
-    EXPECT_FALSE(view->isAutoRotating());
     view->setAutoRotating(true);
-    EXPECT_TRUE(view->isAutoRotating());
     QEventLoop loop;
     QTimer::singleShot(300, &loop, &QEventLoop::quit);
     loop.exec();

@@ -3,17 +3,11 @@
 // whole-object sorting, to show that its scene does tell the two apart.
 #include "../common/KXTestGeometry.h"
 #include "C3DVolume.h"
-#include "CKXGLView.h"
-#include "CKXSampleScene.h"
 #include "KXSceneDescription.h"
+#include "KXViewPictures.h"
 
-#include <QApplication>
-#include <QElapsedTimer>
-#include <QImage>
 #include <QMouseEvent>
 #include <QWheelEvent>
-
-#include "KXImageDifference.h"
 
 #include <gtest/gtest.h>
 
@@ -34,21 +28,10 @@ double brightness(const QImage& img, int x, int y)
     return sum / 25.0;
 }
 
-// Renders scene in a view of its own, per-pixel order on or off.
 QImage render(CKXSampleScene& scene, bool orderIndependent,
               const unitquaternion& rotation = unitquaternion())
 {
-    CKXGLView view(&scene);
-    view.setOrderIndependentTranslucency(orderIndependent);
-    view.resize(kWidth, kHeight);
-    view.show();
-    QElapsedTimer t;
-    t.start();
-    while (!view.isValid() && t.elapsed() < 10000)
-        QApplication::processEvents();
-    EXPECT_TRUE(view.isValid()) << "no GL context";
-    view.setCurrentQuaternion(rotation);
-    return view.grabFramebuffer().convertToFormat(QImage::Format_RGB32);
+    return kxRender(scene, orderIndependent, rotation);
 }
 
 // Two half-transparent tetrahedra around the same centre, one the other's point mirror, so
@@ -155,16 +138,10 @@ TEST_F(TranslucencyTest, TheViewSortsWhileTheCameraMovesAndPeelsWhenItStops)
 {
     CKXSampleScene scene(0);
     CKXGLView view(&scene);
-    view.resize(kWidth, kHeight);
-    view.show();
-    QElapsedTimer t;
-    t.start();
-    while (!view.isValid() && t.elapsed() < 10000)
-        QApplication::processEvents();
-    ASSERT_TRUE(view.isValid()) << "no GL context";
+    ASSERT_TRUE(kxShowView(view, kWidth, kHeight)) << "no GL context";
     // From behind, where the far ear tells the two drawings apart.
     view.setCurrentQuaternion(unitquaternion(deg2rad(180.0), Y_AXIS));
-    auto grab = [&] { return view.grabFramebuffer().convertToFormat(QImage::Format_RGB32); };
+    auto grab = [&] { return kxGrab(view); };
     auto send = [&](QEvent::Type type, QPoint p, Qt::MouseButtons buttons)
     {
         QMouseEvent e(type, p, type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, buttons,
