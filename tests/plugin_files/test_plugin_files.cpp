@@ -1,24 +1,12 @@
 // Saving and loading key frame files through the 3D Animation dialog of the plug-in, loaded
 // through QPluginLoader into the real viewer. Files are chosen through the automation queue and
 // messages read from the automation record, as a user at the screen would see them.
-#include "../common/KXTestFiles.h"
-#include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 #include "CKXSampleScene.h"
 #include "CKXUtilityFns.h"
 #include "KeyFrameFileReader.h"
 
-#include <QAction>
-#include <QApplication>
-#include <QDir>
 #include <QDomDocument>
-#include <QFile>
-#include <QListWidget>
-#include <QMenu>
-#include <QTemporaryDir>
-#include <QToolButton>
-
-#include <gtest/gtest.h>
 
 #include <csignal>
 #include <pwd.h>
@@ -142,7 +130,7 @@ TEST_F(PluginFilesTest, SavedListHoldsTheShownValuesAndLoadsBackIntoTheSequence)
 
     // Load into a list that is first emptied. What a second save keeps and drops is the file
     // reader's and writer's round trip to check.
-    m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")->menu()->defaultAction()->trigger();
+    deleteAction(1); // Delete All
     ASSERT_EQ(m_pList->count(), 0);
     EXPECT_TRUE(loadFrom(strFirst).isEmpty()) << "a successful load shows no message";
     EXPECT_EQ(rows(), QStringList({"Key Frame 1", "Key Frame 2", "Key Frame 3"}));
@@ -245,7 +233,7 @@ TEST_F(PluginFilesTest, LoadReplacesTheListAndRestartsNumbering)
 
     // Leave the list with a gap in its numbering: Key Frame 2 and Key Frame 3.
     m_pList->setCurrentRow(0, QItemSelectionModel::ClearAndSelect);
-    m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")->menu()->actions().at(0)->trigger();
+    deleteAction(0); // Delete Current
     ASSERT_EQ(rows(), QStringList({"Key Frame 2", "Key Frame 3"}));
 
     EXPECT_TRUE(loadFrom(strFile).isEmpty());
@@ -372,13 +360,6 @@ TEST_F(PluginFilesTest, SaveRewritesAWritableFileInAFolderTheUserMayNotWrite)
 TEST_F(PluginFilesTest, LoadDeletesTheListThenSavesTheInitialView)
 {
     CKXGLView* pView = m_pA->glView();
-    const auto deleteAll = [&]
-    {
-        m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")
-            ->menu()
-            ->defaultAction()
-            ->trigger();
-    };
     const QString strOlder = QStringLiteral(KX_TEST_DATA_DIR "/older_generation.vkf");
 
     // An empty list: the view at load time, not the one the dialog opened on, is the new
@@ -388,7 +369,7 @@ TEST_F(PluginFilesTest, LoadDeletesTheListThenSavesTheInitialView)
     EXPECT_TRUE(loadFrom(strOlder).isEmpty());
     ASSERT_EQ(m_pList->count(), 2);
     selectRow(1);
-    deleteAll();
+    deleteAction(1); // Delete All
     expectRotationNear(pView->getCurrentQuaternion(), q0, 1e-9);
 
     // A list on screen, its second key frame shown: deleted first, so the first key frame's
@@ -403,6 +384,6 @@ TEST_F(PluginFilesTest, LoadDeletesTheListThenSavesTheInitialView)
     ASSERT_EQ(rows(), QStringList({"Key Frame 1", "Key Frame 2"}));
     expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
     selectRow(0);
-    deleteAll();
+    deleteAction(1); // Delete All
     expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
 }
