@@ -417,7 +417,7 @@ TEST_F(CraftedListTest, NonFiniteCameraKeepsTheLastFiniteOneAndDisplayValuesStay
     expectIdleAndIntact("camera");
 }
 
-TEST_F(CraftedListTest, TenThousandKeyFramesLoadPlayStopRecordSaveAndReload)
+TEST_F(CraftedListTest, TenThousandKeyFramesLoadPlayRecordSaveAndReload)
 {
     // 9,999 key frames packed into the first tenth of the scale, the last one at its end: the
     // packed segments give no frames, the last gives the second's worth.
@@ -431,21 +431,6 @@ TEST_F(CraftedListTest, TenThousandKeyFramesLoadPlayStopRecordSaveAndReload)
     }
     keyFrames << keyAt("100");
     loadCrafted("many.vkf", keyFrames);
-
-    // Play until a few frames were shown, then stop with the Play button's Stop face.
-    whileRunning(
-        [this]
-        {
-            const bool bStop = progressText().startsWith("Playing [3 of ");
-            if (bStop)
-            {
-                button("m_pPlayButton")->click();
-            }
-            return bStop;
-        });
-    click("m_pPlayButton");
-    EXPECT_TRUE(progressText().startsWith("Playing [3 of ")) << progressText().toStdString();
-    expectIdleAndIntact("stopped");
 
     const int nFrames = play();
     EXPECT_GE(nFrames, 5);
