@@ -74,8 +74,9 @@ TEST(FrameGenerator, ASourceTheNextKeyFrameLacksFadesTowardsTheDefault)
     EXPECT_EQ(mid.intensitySlider, (60 + none.intensitySlider) / 2);
 }
 
-// Stamps from a file can be anything: the generator refuses before building anything, and
-// values that cannot become an int end as 0 instead of undefined behaviour.
+// Stamps from a file can be anything: the generator refuses before building anything. (Values
+// that cannot become an int, such as the fraction of a zero photon density range, end as 0: the
+// golden dump's second run has such a range.)
 TEST(FrameGenerator, RefusesAbsurdListsWithoutGenerating)
 {
     const double dNaN = std::numeric_limits<double>::quiet_NaN();
@@ -111,11 +112,4 @@ TEST(FrameGenerator, RefusesAbsurdListsWithoutGenerating)
     QList<SSpKeyFrameAttributes> frames;
     EXPECT_TRUE(CFrameGenerator::generate(inputFor(stamps, 100), frames).isEmpty());
     EXPECT_EQ(frames.size(), 951);
-
-    // A zero photon density range makes the fraction NaN; it ends as 0.
-    SFrameGenerationInput flat = inputFor({0, 100}, 1);
-    flat.m_dPDImageMin = flat.m_dPDImageMax = 5;
-    CFrameGenerator::generate(flat, frames);
-    ASSERT_EQ(frames.size(), 10);
-    EXPECT_EQ(frames[3].controls.pdMap.sliderExtra, 0);
 }

@@ -1,34 +1,18 @@
 // The 3D Animation plug-in loaded through QPluginLoader into the real viewer main window with
 // its two sample sequences. Everything is driven through the plug-in's action, the dialog's
 // widgets and slots, and read back from the viewer's scene and 3D view.
-#include "../common/KXTestFiles.h"
-#include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
 #include "CKXSampleScene.h"
 
 #include <QAbstractItemView>
-#include <QAction>
-#include <QApplication>
 #include <QComboBox>
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QListWidget>
-#include <QMenu>
-#include <QPluginLoader>
 #include <QPointer>
-#include <QProcess>
-#include <QSignalBlocker>
 #include <QSignalSpy>
-#include <QSlider>
-#include <QSpinBox>
 #include <QStyle>
 #include <QStyleFactory>
 #include <QStyleOptionComboBox>
-#include <QTemporaryDir>
-#include <QToolButton>
-
-#include <gtest/gtest.h>
 
 #include <memory>
 
@@ -39,28 +23,6 @@ class PluginTest : public CKXPluginTestFixture
 {
 protected:
     void SetUp() override { startViewer(QSize(1400, 900)); }
-
-    // Opens the tool and finds the time scale and duration controls of its dialog.
-    QWidget* openDialog()
-    {
-        QWidget* pDlg = CKXPluginTestFixture::openDialog();
-        if (pDlg)
-        {
-            m_pTimeSpin = pDlg->findChild<QSpinBox*>("m_pTimeScaleSpinBox");
-            m_pSlider = pDlg->findChild<QSlider*>("m_pTimeScaleSlider");
-            m_pDuration = pDlg->findChild<QSpinBox*>("m_pDurationSpinBox");
-        }
-        return pDlg;
-    }
-
-    void deleteAction(int nIndex)
-    {
-        m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")
-            ->menu()
-            ->actions()
-            .at(nIndex)
-            ->trigger();
-    }
 
     // Selects a row as a click would; the dialog applies the key frame and shows its stamp.
     int selectRow(int nRow)
@@ -76,28 +38,12 @@ protected:
         QMetaObject::invokeMethod(m_pDlg, "onSelectDeleteKeyframesPopup", Q_ARG(QAction*, &action));
     }
 
-    // Loads a key frame file made of these KeyFrame elements through the dialog's Load.
-    void loadKeyFrames(const QByteArray& keyFrames)
-    {
-        QTemporaryDir dir;
-        kxWriteFile(dir.filePath("frames.vkf"),
-                    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                    "<!DOCTYPE KX42.KeyFrameAnimation.Data>\n<KeyFrameAnimation>\n" +
-                        keyFrames + "</KeyFrameAnimation>\n");
-        CKXAutomation::enqueueFileName(dir.filePath("frames.vkf"));
-        click("m_pLoadAnimButton");
-    }
-
     // Whether a plug-in handler hid the dialog since it was created (hiding a hidden widget
     // changes nothing else that can be seen).
     static bool wasHidden(const QWidget* pDlg)
     {
         return pDlg->testAttribute(Qt::WA_WState_ExplicitShowHide) && pDlg->isHidden();
     }
-
-    QSpinBox* m_pTimeSpin = nullptr;
-    QSlider* m_pSlider = nullptr;
-    QSpinBox* m_pDuration = nullptr;
 };
 
 } // namespace
@@ -175,14 +121,8 @@ TEST_F(PluginTest, OneFixedSizeDialogThatDiesWithThePlugin)
     EXPECT_EQ(openDialog(), pDlg.data());
     EXPECT_EQ(pDlg->size(), QSize(270, 450));
     EXPECT_EQ(pDlg->windowTitle(), "3DAnimation");
-    EXPECT_EQ(pDlg->findChild<QComboBox*>("m_pAnimationsCB")->count(), 23);
-    QSpinBox* pFps = pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
-    EXPECT_EQ(pFps->value(), 10);
-    EXPECT_FALSE(pFps->isEnabled());
-    EXPECT_TRUE(pFps->isReadOnly());
-    EXPECT_EQ(
-        pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")->menu()->defaultAction()->text(),
-        "Delete All");
+    EXPECT_FALSE(m_pFps->isEnabled());
+    EXPECT_TRUE(m_pFps->isReadOnly());
 
     // Every control is shown whole inside the fixed size.
     for (QWidget* pChild : pDlg->findChildren<QWidget*>())
@@ -278,17 +218,6 @@ TEST_F(PluginTest, AddingNumbersKeyFramesAndSpreadsTheirStamps)
     EXPECT_EQ(m_pList->count(), 0);
     click("m_pAddKeyframeButton");
     EXPECT_EQ(rows(), QStringList({"Key Frame 1"}));
-
-    for (int i = 1; i < 51; ++i)
-    {
-        click("m_pAddKeyframeButton");
-    }
-    EXPECT_EQ(m_pList->count(), 51);
-    CKXAutomation::clearMessages();
-    click("m_pAddKeyframeButton");
-    EXPECT_EQ(m_pList->count(), 51);
-    EXPECT_EQ(rows().last(), "Key Frame 51");
-    EXPECT_EQ(lastMessage(), "Number of key frames cannot exceed the time scale limit.");
 }
 
 TEST_F(PluginTest, UpdateIsRefusedOutsideTheNeighboursAndMovingSwapsStamps)
@@ -419,7 +348,7 @@ TEST_F(PluginTest, ClosingASequenceDropsOnlyItsOwnKeyFrames)
     EXPECT_EQ(m_pList->count(), 0);
 }
 
-TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
+TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheScene)
 {
     ASSERT_TRUE(openDialog());
     CKXGLView* pView = m_pA->glView();
@@ -478,17 +407,6 @@ TEST_F(PluginTest, ApplyPutsKeyFramesIntoTheSceneAndCaptureReadsThemBack)
     expectRotationNear(pView->getCurrentQuaternion(), q1, 1e-9);
     EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
     EXPECT_TRUE(pScene->organsVisibility().value(strOrgan));
-
-    // Capture what the second key frame put on screen, scramble, and show the capture.
-    selectRow(1);
-    click("m_pAddKeyframeButton");
-    pView->setCurrentQuaternion(unitquaternion());
-    controls.meshOpacity = 10;
-    pScene->applyControls(controls);
-    EXPECT_EQ(selectRow(2), 100);
-    expectRotationNear(pView->getCurrentQuaternion(), q2, 1e-9);
-    EXPECT_EQ(pScene->currentControls().meshOpacity, 80);
-    EXPECT_EQ(pScene->currentControls().sourceControls.value(strSource).surfaceOpacity, 65);
 
     // Deselecting returns to the view saved with the first key frame.
     m_pList->currentItem()->setSelected(false);

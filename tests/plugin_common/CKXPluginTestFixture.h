@@ -10,6 +10,7 @@
 #include "CKXGLView.h"
 #include "CKXMainWindow.h"
 #include "CKXPluginManager.h"
+#include "CKXProgressDisplay.h"
 #include "CKXSequenceWindowImpl.h"
 #include "CKXToolPluginBase.h"
 #include "KXAutomation.h"
@@ -18,13 +19,19 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
-#include <QDir>
 #include <QListWidget>
 #include <QMap>
+#include <QMenu>
 #include <QProcess>
+#include <QSlider>
 #include <QSpinBox>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QToolButton>
 
 #include <gtest/gtest.h>
+
+#include <functional>
 
 // Frame count, width, height and duration of a movie as ffprobe reads them (none when it
 // is no movie).
@@ -99,7 +106,6 @@ protected:
         m_pView = m_pA->glView();
         m_pView->setFixedSize(viewSize);
         ASSERT_TRUE(openDialog());
-        m_pFps = m_pDlg->findChild<QSpinBox*>("m_pFPSSpinBox");
     }
 
     // Opens the tool as the Tools menu would and returns its dialog (null when none appeared).
@@ -117,7 +123,14 @@ protected:
             }
         }
         m_pDlg = pFound;
-        m_pList = pFound ? pFound->findChild<QListWidget*>("m_pKeyFrameListBox") : nullptr;
+        if (pFound)
+        {
+            m_pList = pFound->findChild<QListWidget*>("m_pKeyFrameListBox");
+            m_pFps = pFound->findChild<QSpinBox*>("m_pFPSSpinBox");
+            m_pDuration = pFound->findChild<QSpinBox*>("m_pDurationSpinBox");
+            m_pTimeSpin = pFound->findChild<QSpinBox*>("m_pTimeScaleSpinBox");
+            m_pSlider = pFound->findChild<QSlider*>("m_pTimeScaleSlider");
+        }
         return pFound;
     }
 
@@ -156,6 +169,70 @@ protected:
         m_pList->setCurrentRow(nRow, QItemSelectionModel::ClearAndSelect);
     }
 
+    // Two key frames in sequence A: the view as it is, then rotated by q (stamps 0 and 100).
+    void addTwoKeyFrames(const unitquaternion& q)
+    {
+        click("m_pAddKeyframeButton");
+        m_pA->glView()->setCurrentQuaternion(q);
+        click("m_pAddKeyframeButton");
+        ASSERT_EQ(m_pList->count(), 2);
+    }
+
+    // Triggers an entry of the delete menu: 0 is Delete Current, 1 Delete All.
+    void deleteAction(int nIndex)
+    {
+        m_pDlg->findChild<QToolButton*>("m_pDeleteKeyframesButton")
+            ->menu()
+            ->actions()
+            .at(nIndex)
+            ->trigger();
+    }
+
+    // Loads a key frame file made of these KeyFrame elements through the dialog's Load.
+    void loadKeyFrames(const QByteArray& keyFrames)
+    {
+        QTemporaryDir dir;
+        kxWriteFile(dir.filePath("frames.vkf"),
+                    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                    "<!DOCTYPE KX42.KeyFrameAnimation.Data>\n<KeyFrameAnimation>\n" +
+                        keyFrames + "</KeyFrameAnimation>\n");
+        CKXAutomation::enqueueFileName(dir.filePath("frames.vkf"));
+        click("m_pLoadAnimButton");
+    }
+
+    // Runs onTick at each event pass of a running loop until it returns true.
+    void whileRunning(std::function<bool()> onTick)
+    {
+        auto* pTimer = new QTimer(m_pDlg);
+        QObject::connect(pTimer, &QTimer::timeout,
+                         [pTimer, onTick]
+                         {
+                             if (onTick())
+                             {
+                                 pTimer->stop();
+                             }
+                         });
+        pTimer->start(0);
+    }
+
+    // Play and Record show their idle faces, and the view and the progress display rest.
+    void expectIdle() const
+    {
+        EXPECT_EQ(button("m_pPlayButton")->text(), "   Play");
+        EXPECT_EQ(button("m_pRecordButton")->text(), "   Record");
+        EXPECT_FALSE(m_pView->isKFAnimating());
+        EXPECT_FALSE(m_pView->isKFRecording());
+        EXPECT_FALSE(CKXProgressDisplay::instance()->isRunning());
+    }
+
+    static QString progressText() { return CKXProgressDisplay::instance()->lastMessage(); }
+
+    // The text appears in exactly one of the log lines since they were last cleared.
+    static bool logged(const QString& strText)
+    {
+        return CKXLogFile::recentLines().filter(strText).size() == 1;
+    }
+
     CKXMainWindow* m_pMain = nullptr;
     CKXPluginManager* m_pManager = nullptr;
     CKXToolPluginBase* m_pPlugin = nullptr;
@@ -164,7 +241,11 @@ protected:
     QWidget* m_pDlg = nullptr;
     QListWidget* m_pList = nullptr;
     CKXGLView* m_pView = nullptr; // set by openDialogOnView
-    QSpinBox* m_pFps = nullptr;   // the dialog's frame rate box, set by openDialogOnView
+    // The dialog's frame rate, duration and time scale controls, set by openDialog.
+    QSpinBox* m_pFps = nullptr;
+    QSpinBox* m_pDuration = nullptr;
+    QSpinBox* m_pTimeSpin = nullptr;
+    QSlider* m_pSlider = nullptr;
 };
 
 #endif // CKXPLUGINTESTFIXTURE_H

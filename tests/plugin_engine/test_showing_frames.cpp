@@ -3,26 +3,17 @@
 // a few times per second, and both end on the last frame.
 #include "C3DMesh.h"
 #include "CKX3DToolsPalette.h"
-#include "CKXGLView.h"
 #include "CKXPluginTestFixture.h"
-#include "CKXProgressDisplay.h"
 #include "CKXSampleScene.h"
 
 #include <QElapsedTimer>
-#include <QEvent>
-#include <QGuiApplication>
 #include <QHash>
 #include <QImage>
 #include <QLabel>
 #include <QPointer>
 #include <QRegularExpression>
 #include <QScreen>
-#include <QSlider>
-#include <QSpinBox>
-#include <QTemporaryDir>
 #include <QThread>
-
-#include <functional>
 
 namespace
 {
@@ -91,7 +82,7 @@ protected:
     // dAngle about y at nOpacityB percent; nSeconds at the dialog's 10 frames per second.
     void addKeyFrames(int nOpacityA, int nOpacityB, double dAngle, int nSeconds)
     {
-        m_pDlg->findChild<QSpinBox*>("m_pDurationSpinBox")->setValue(nSeconds);
+        m_pDuration->setValue(nSeconds);
         C3DMesh* pMesh = m_pView->scene()->surfaceMesh();
         pMesh->setOpacity(nOpacityA / 100.0f);
         button("m_pAddKeyframeButton")->click();
@@ -115,7 +106,7 @@ protected:
     static int progressFrames()
     {
         static const QRegularExpression pattern(QStringLiteral("\\[(\\d+) of (\\d+)\\]"));
-        return pattern.match(CKXProgressDisplay::instance()->lastMessage()).captured(2).toInt();
+        return pattern.match(progressText()).captured(2).toInt();
     }
 
     CKX3DToolsPalette* m_pPalette = nullptr;
