@@ -10,7 +10,10 @@
 #include <QApplication>
 #include <QMdiSubWindow>
 #include <QScrollArea>
+#include <QSettings>
 #include <QSpinBox>
+#include <QStatusBar>
+#include <QTemporaryDir>
 #include <QTimer>
 
 namespace
@@ -157,4 +160,47 @@ TEST_F(CViewerHostTest, CustomViewSizeRefusesSizesOutsideTheLimitsAndKeepsTheLas
     EXPECT_FALSE(m_pMain->setViewPixelSize(QSize(7680, 4321), strError));
     EXPECT_TRUE(strError.startsWith("The 3D view cannot be 7680 x 4321 pixels"));
     EXPECT_EQ(framebufferSize(window(0)), QSize(641, 481));
+}
+
+TEST_F(CViewerHostTest, AStoredSizeTheSystemCannotDrawLeavesTheViewsFittingWithAMessage)
+{
+    // This test's own settings; the size is read from them only outside automation.
+    static QTemporaryDir s_settings;
+    ASSERT_TRUE(s_settings.isValid());
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, s_settings.path());
+    CKXGLView::overrideSystemFramebufferLimit(QSize(1100, 900));
+    const struct
+    {
+        const char* m_pszStored;
+        const char* m_pszReason; // empty: the size is taken
+    } cases[] = {{"1280x720", "draws at most 1100 x 900"},
+                 {"99999x99999", "the width must be 16 to 7680"},
+                 {"0x5", "cannot be 0 x 5 pixels"},
+                 {"wide", "\"wide\" is no size"},
+                 {"1100x900", ""}};
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.m_pszStored);
+        QSettings().setValue("viewPixelSize", c.m_pszStored);
+        m_pMain.reset();
+        CKXAutomation::setEnabled(false);
+        m_pMain = std::make_unique<CKXMainWindow>();
+        CKXAutomation::setEnabled(true);
+        m_pMain->show();
+        m_pMain->openDefaultSequences();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(m_pMain.get()));
+        settle();
+        const QString strStatus = m_pMain->statusBar()->currentMessage();
+        const QSize page = window(0)->viewScrollArea()->viewport()->size();
+        if (*c.m_pszReason)
+        {
+            EXPECT_TRUE(strStatus.contains(c.m_pszReason)) << strStatus.toStdString();
+            EXPECT_FALSE(m_pMain->viewPixelSize().isValid());
+            EXPECT_EQ(framebufferSize(window(0)), page * window(0)->glView()->devicePixelRatioF());
+        }
+        else
+            EXPECT_EQ(framebufferSize(window(0)), QSize(1100, 900));
+        EXPECT_EQ(QSettings().value("viewPixelSize").toString(), c.m_pszStored);
+    }
+    CKXGLView::overrideSystemFramebufferLimit(QSize());
 }

@@ -5,6 +5,9 @@
 #include "CKXSceneData.h"
 #include "KXViewPictures.h"
 
+#include <QFocusEvent>
+#include <QMouseEvent>
+
 #include <functional>
 
 using ViewReuseTest = CShownViewTest;
@@ -60,5 +63,53 @@ TEST_F(ViewReuseTest, EachChangeIsDrawnByTheNextPaintAndNothingElseIs)
         QApplication::processEvents();
         EXPECT_EQ(view->renderCount(), nRenders + 1) << c.m_pszWhat;
         last = picture;
+    }
+}
+
+// A drag whose release goes elsewhere (released outside after the grab was lost, a dialog
+// opened mid-drag) must not leave the quick sorted picture until the next click.
+TEST_F(ViewReuseTest, ADragWhoseReleaseGoesElsewhereEndsInTheExactPicture)
+{
+    // From behind: the far ear tells the sorted picture from the exact one.
+    view->setCurrentQuaternion(unitquaternion(deg2rad(180.0), Y_AXIS));
+    auto mouse = [this](QEvent::Type type, int x, Qt::MouseButtons buttons)
+    {
+        QMouseEvent e(type, QPointF(x, 90),
+                      type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, buttons,
+                      Qt::NoModifier);
+        QApplication::sendEvent(view.get(), &e);
+    };
+    const struct
+    {
+        const char* m_pszWhat;
+        std::function<void()> m_lose;
+    } endings[] = {
+        {"focus lost",
+         [&]
+         {
+             QFocusEvent e(QEvent::FocusOut, Qt::ActiveWindowFocusReason);
+             QApplication::sendEvent(view.get(), &e);
+         }},
+        {"grab lost",
+         [&]
+         {
+             QEvent e(QEvent::UngrabMouse);
+             QApplication::sendEvent(view.get(), &e);
+         }},
+        {"move with no button", [&] { mouse(QEvent::MouseMove, 140, Qt::NoButton); }},
+    };
+    for (const auto& ending : endings)
+    {
+        mouse(QEvent::MouseButtonPress, 120, Qt::LeftButton);
+        mouse(QEvent::MouseMove, 124, Qt::LeftButton);
+        ASSERT_GT(kxMeanDifference(grab(), view->renderFreshFrame()), 0.0) << "not quick";
+        const int nRenders = view->renderCount();
+        ending.m_lose();
+        QElapsedTimer t;
+        t.start();
+        while (view->renderCount() == nRenders && t.elapsed() < 5000)
+            QApplication::processEvents();
+        EXPECT_EQ(view->renderCount(), nRenders + 1) << ending.m_pszWhat << ": not drawn again";
+        EXPECT_EQ(kxMeanDifference(grab(), view->renderFreshFrame()), 0.0) << ending.m_pszWhat;
     }
 }

@@ -5,6 +5,9 @@
 // organOpacity, glvolume, mip, threshold, voxelType, sources (0 hides them all), sorted (1:
 // translucent objects sorted whole, without the per-pixel order). Runs under
 // scripts/with-xvfb.
+// docs/translucency-before.png and -after.png: --size 440x300 --rotate 180,0,1,0
+// --translate 50,-10,250 --set meshOpacity=84, before with --set sorted=1 as well (the
+// drawing while the mouse moves the camera), after without (the drawing of Play and Record).
 #include "C3DVolume.h"
 #include "CKXGLView.h"
 #include "CKXSampleScene.h"

@@ -90,14 +90,31 @@ CKXMainWindow::CKXMainWindow(QWidget* pParent)
     addDockWidget(Qt::RightDockWidgetArea, m_pPaletteDock);
 
     createMenus();
-    if (!CKXAutomation::isEnabled())
-    {
-        // A stored size that is no longer acceptable (edited by hand) leaves the views fitting.
-        QString strIgnored;
-        setViewPixelSize(viewSizeOfText(QSettings().value(kViewSizeKey).toString()), strIgnored);
-    }
+    const QString strRefused = CKXAutomation::isEnabled() ? QString() : applyStoredViewPixelSize();
     statusBar()->showMessage(
-        tr("3D view: left drag rotates, right drag pans, the wheel moves the camera."));
+        strRefused.isEmpty()
+            ? tr("3D view: left drag rotates, right drag pans, the wheel moves the camera.")
+            : strRefused);
+}
+
+QString CKXMainWindow::applyStoredViewPixelSize()
+{
+    // A size edited by hand, or kept on a system whose OpenGL draws larger views, goes through
+    // the menu's checks before any view is made that size; the setting itself stays as it is.
+    const QString strStored = QSettings().value(kViewSizeKey).toString();
+    const QSize size = viewSizeOfText(strStored);
+    QString strError;
+    if (size.isValid())
+    {
+        if (setViewPixelSize(size, strError))
+            return QString();
+    }
+    else if (strStored.isEmpty() || strStored == viewSizeText(QSize()))
+        return QString();
+    else
+        strError = tr("\"%1\" is no size.").arg(strStored);
+    return tr("3D views fill their windows: the size kept in the settings is not used. %1")
+        .arg(strError);
 }
 
 CKXMainWindow::~CKXMainWindow()
@@ -251,9 +268,14 @@ bool CKXMainWindow::setViewPixelSize(const QSize& size, QString& strError)
         checkViewSizeAction();
         return false;
     }
+    // Before any view exists (at start-up) only the system's limit is known.
+    QList<QSize> listLimits;
+    if (wanted.isValid())
+        listLimits << CKXGLView::systemFramebufferLimit();
     for (CKXSequenceWindowImpl* pWindow : sequenceWindows())
+        listLimits << pWindow->glView()->maxFramebufferSize();
+    for (const QSize& limit : listLimits)
     {
-        const QSize limit = pWindow->glView()->maxFramebufferSize();
         if (wanted.isValid() && limit.isValid() &&
             (wanted.width() > limit.width() || wanted.height() > limit.height()))
         {

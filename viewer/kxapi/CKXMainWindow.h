@@ -82,9 +82,9 @@ public:
 
     // The size of every sequence window's 3D view in device pixels, for recordings of a chosen
     // size (View > 3D View Size); an invalid size lets each view fill its window. Windows
-    // opened later take it too. A size outside CKXViewSizeDialog's limits is refused (false,
-    // with the reason in strError) and changes nothing. Remembered in the user's settings
-    // unless automation is on.
+    // opened later take it too. A size outside CKXViewSizeDialog's limits, or beyond what this
+    // system's OpenGL draws, is refused (false, with the reason in strError) and changes
+    // nothing. Remembered in the user's settings unless automation is on.
     bool setViewPixelSize(const QSize& size, QString& strError);
     QSize viewPixelSize() const { return m_viewPixelSize; }
     // The entries of View > 3D View Size, in menu order; the checked one is the current size.
@@ -128,6 +128,8 @@ private:
     void checkViewSizeAction();
     // Applies a size the user chose, or tells why it cannot be.
     void chooseViewPixelSize(const QSize& size);
+    // The size kept in the settings, applied at start-up; the reason it was not, or empty.
+    QString applyStoredViewPixelSize();
     void closeAllSequences();
     bool isStillTiled() const;
 

@@ -8,9 +8,12 @@
 // sources inside a translucent body are blended correctly. That is the order when per-pixel
 // order is off. With it on (the default) every translucent surface is blended per pixel in its
 // true depth order (CKXGLTranslucency), and the volumes are drawn, back to front, between the
-// surface fragments behind and in front of the plane through their mean centre.
+// surface fragments behind and in front of the plane through their mean centre. The volumes
+// themselves are drawn by CKXGLVolumes.
 #ifndef CKXGLRENDERER_H
 #define CKXGLRENDERER_H
+
+#include "CKXCamera.h"
 
 #include <QMatrix4x4>
 #include <QOpenGLFunctions_3_3_Core>
@@ -22,22 +25,11 @@
 class CKXSceneData;
 class CKXSurfaceObject;
 class CKXMeshObject;
-class CKXVolumeObject;
 struct CKXGeometry;
 struct CKXObjectState;
 class QOpenGLShaderProgram;
 class CKXGLTranslucency;
-
-// Where the camera is: view = the scene's rotation and translation in view units (pixels at
-// the focal plane), the focal plane `focal` units in front of the eye.
-struct CKXCamera
-{
-    QMatrix4x4 view;       // subject frame -> eye space
-    QMatrix4x4 projection; // eye space -> clip space
-    float unitsPerMm = 1;  // view units per millimetre of the subject
-    int pixelWidth = 1;    // framebuffer size
-    int pixelHeight = 1;
-};
+class CKXGLVolumes;
 
 class CKXGLRenderer : protected QOpenGLFunctions_3_3_Core
 {
@@ -57,8 +49,6 @@ public:
     int lastLayerCount() const { return m_nLastLayers; }
 
 private:
-    // Uploads xyz positions into vbo as attribute 0 of vao, creating both when vao is 0.
-    void uploadPositions(GLuint& vao, GLuint& vbo, const std::vector<float>& positions);
     struct GpuMesh;
     struct Item;
 
@@ -70,45 +60,24 @@ private:
                      float emission, int pass);
     void drawBox(const CKXCamera& camera, const CKXGeometry& geometry, const QColor& color,
                  float opacity);
-    void drawVoxels(const CKXCamera& camera, const CKXVolumeObject& volume);
-    void drawDense(const CKXCamera& camera, const CKXVolumeObject& volume);
-    void ensureDenseTexture(const CKXVolumeObject& volume);
 
     CKXSceneData* m_pScene;
     bool m_bReady = false;
-    // This frame's transforms of the subject frame (anatomical millimetres).
+    // This frame's transform of the subject frame (anatomical millimetres) to clip space.
     QMatrix4x4 m_mvp;
-    QVector3D m_eyeInModel;
     std::unique_ptr<QOpenGLShaderProgram> m_pSurfaceProgram;
-    std::unique_ptr<QOpenGLShaderProgram> m_pVoxelProgram;
-    std::unique_ptr<QOpenGLShaderProgram> m_pSliceProgram;
     std::unique_ptr<QOpenGLShaderProgram> m_pBackgroundProgram;
     // The program surfaces are drawn with: the surface program, or the peel program while a
     // layer of translucent surfaces is peeled.
     QOpenGLShaderProgram* m_pSurface = nullptr;
     std::unique_ptr<CKXGLTranslucency> m_pTranslucency;
+    std::unique_ptr<CKXGLVolumes> m_pVolumes;
     bool m_bOrderIndependent = true;
     int m_nLastLayers = 0;
     std::map<const CKXGeometry*, std::unique_ptr<GpuMesh>> m_meshes;
     // Static buffers.
     GLuint m_emptyVao = 0;
     GLuint m_boxVao = 0, m_boxVbo = 0;
-    GLuint m_sphereVbo = 0;
-    int m_nSphereVertices = 0;
-    // Per voxel volume: the voxels as instances (spheres) and as points, and every voxel's
-    // cube written out in one indexed buffer (llvmpipe pays per instance, so one long draw of
-    // cubes is much cheaper than instancing them).
-    struct GpuVoxels
-    {
-        GLuint instances = 0, sphereVao = 0, pointVao = 0;
-        GLuint cubeVao = 0, cubeVbo = 0, cubeIbo = 0;
-        int count = 0;
-    };
-    std::map<const CKXVolumeObject*, GpuVoxels> m_voxels;
-    GLuint m_tableTexture = 0; // every colour table, one row each
-    GLuint m_denseTexture = 0;
-    const CKXVolumeObject* m_pDenseSource = nullptr;
-    GLuint m_sliceVao = 0, m_sliceVbo = 0;
 };
 
 #endif // CKXGLRENDERER_H

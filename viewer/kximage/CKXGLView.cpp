@@ -4,7 +4,10 @@
 #include "CKXSampleScene.h"
 #include "CKXSceneData.h"
 
+#include <QFocusEvent>
+#include <QGuiApplication>
 #include <QMouseEvent>
+#include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <QOpenGLFramebufferObject>
 #include <QOpenGLFunctions>
@@ -25,6 +28,8 @@ constexpr double kAutoRotateStepDeg = 1.0;
 // Wheel notches closer together than this are one zoom: only after it the picture is redrawn
 // in per-pixel order.
 constexpr int kQuietMs = 250;
+// The buttons that move the camera while held.
+constexpr Qt::MouseButtons kDragButtons = Qt::LeftButton | Qt::RightButton | Qt::MiddleButton;
 
 // GL takes floats; a camera set from a crafted key frame may hold doubles beyond their range,
 // whose plain conversion is undefined. They saturate (and then draw nothing), NaN stays NaN.
@@ -47,17 +52,72 @@ QMatrix4x4 rotationMatrix(const unitquaternion& q)
             r(row, col) = toGLFloat(m(col, row));
     return r;
 }
-} // namespace
 
-CKXGLView::CKXGLView(CKXSampleScene* pScene, QWidget* pParent) : C3DView(pParent), m_pScene(pScene)
+// fmt made the views' own: OpenGL 3.3 core with depth and stencil buffers.
+QSurfaceFormat viewFormat(QSurfaceFormat fmt)
 {
-    QSurfaceFormat fmt = format();
     fmt.setRenderableType(QSurfaceFormat::OpenGL);
     fmt.setVersion(3, 3);
     fmt.setProfile(QSurfaceFormat::CoreProfile);
     fmt.setDepthBufferSize(24);
     fmt.setStencilBufferSize(8);
-    setFormat(fmt);
+    return fmt;
+}
+
+// The widget draws into a texture with a depth and stencil renderbuffer: the smallest of their
+// limits and the viewport's bounds the size a view may take. Invalid when GL says nothing.
+QSize framebufferLimit(QOpenGLFunctions& gl)
+{
+    GLint nTexture = 0;
+    GLint nRenderbuffer = 0;
+    GLint anViewport[2] = {0, 0};
+    gl.glGetIntegerv(GL_MAX_TEXTURE_SIZE, &nTexture);
+    gl.glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &nRenderbuffer);
+    gl.glGetIntegerv(GL_MAX_VIEWPORT_DIMS, anViewport);
+    const int nSide = std::min(nTexture, nRenderbuffer);
+    return nSide > 0
+               ? QSize(std::min<int>(nSide, anViewport[0]), std::min<int>(nSide, anViewport[1]))
+               : QSize();
+}
+
+QSize g_systemLimitOverride;
+} // namespace
+
+QSize CKXGLView::systemFramebufferLimit()
+{
+    if (g_systemLimitOverride.isValid())
+        return g_systemLimitOverride;
+    static bool s_bAsked = false;
+    static QSize s_limit;
+    if (!s_bAsked && QGuiApplication::instance())
+    {
+        s_bAsked = true;
+        QOpenGLContext* pPrevious = QOpenGLContext::currentContext();
+        QSurface* pPreviousSurface = pPrevious ? pPrevious->surface() : nullptr;
+        QOpenGLContext context;
+        context.setFormat(viewFormat(QSurfaceFormat::defaultFormat()));
+        QOffscreenSurface surface;
+        surface.setFormat(context.format());
+        surface.create();
+        if (context.create() && surface.isValid() && context.makeCurrent(&surface))
+        {
+            s_limit = framebufferLimit(*context.functions());
+            context.doneCurrent();
+        }
+        if (pPrevious && pPreviousSurface)
+            pPrevious->makeCurrent(pPreviousSurface);
+    }
+    return s_limit;
+}
+
+void CKXGLView::overrideSystemFramebufferLimit(const QSize& limit)
+{
+    g_systemLimitOverride = limit;
+}
+
+CKXGLView::CKXGLView(CKXSampleScene* pScene, QWidget* pParent) : C3DView(pParent), m_pScene(pScene)
+{
+    setFormat(viewFormat(format()));
     setMinimumSize(160, 120);
     setFocusPolicy(Qt::StrongFocus);
     // Keep the framebuffer's content after it was composed: a paint with nothing changed
@@ -253,19 +313,7 @@ void CKXGLView::initializeGL()
     m_pRenderer->setOrderIndependent(m_bOrderIndependent);
     connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, &CKXGLView::releaseRenderer,
             Qt::UniqueConnection);
-    // The widget draws into a texture with a depth and stencil renderbuffer: the smallest of
-    // their limits and the viewport's bounds the size a fixed view may take.
-    GLint nTexture = 0;
-    GLint nRenderbuffer = 0;
-    GLint anViewport[2] = {0, 0};
-    QOpenGLFunctions* pGL = context()->functions();
-    pGL->glGetIntegerv(GL_MAX_TEXTURE_SIZE, &nTexture);
-    pGL->glGetIntegerv(GL_MAX_RENDERBUFFER_SIZE, &nRenderbuffer);
-    pGL->glGetIntegerv(GL_MAX_VIEWPORT_DIMS, anViewport);
-    const int nSide = std::min(nTexture, nRenderbuffer);
-    m_maxFramebuffer =
-        nSide > 0 ? QSize(std::min<int>(nSide, anViewport[0]), std::min<int>(nSide, anViewport[1]))
-                  : QSize();
+    m_maxFramebuffer = framebufferLimit(*context()->functions());
 }
 
 void CKXGLView::resizeGL(int nWidth, int nHeight)
@@ -379,17 +427,47 @@ void CKXGLView::mousePressEvent(QMouseEvent* pEvent)
     m_lastMouse = pEvent->pos();
     if (pEvent->button() == Qt::LeftButton)
         stopAutoRotation();
-    m_bMouseHeld = pEvent->buttons() & (Qt::LeftButton | Qt::RightButton | Qt::MiddleButton);
-    m_bInteracting = m_bInteracting || m_bMouseHeld;
+    if (pEvent->buttons() & kDragButtons)
+        holdMouse();
     pEvent->accept();
 }
 
 void CKXGLView::mouseReleaseEvent(QMouseEvent* pEvent)
 {
-    m_bMouseHeld = pEvent->buttons() & (Qt::LeftButton | Qt::RightButton | Qt::MiddleButton);
-    if (!m_bMouseHeld && !m_nWheelTimer)
-        endInteraction();
+    if (!(pEvent->buttons() & kDragButtons))
+        letGoOfMouse();
     pEvent->accept();
+}
+
+void CKXGLView::focusOutEvent(QFocusEvent* pEvent)
+{
+    // A dialog or another window took over mid-drag: the release goes there.
+    if (m_bMouseHeld)
+        letGoOfMouse();
+    C3DView::focusOutEvent(pEvent);
+}
+
+bool CKXGLView::event(QEvent* pEvent)
+{
+    if (pEvent->type() == QEvent::UngrabMouse && m_bMouseHeld)
+        letGoOfMouse();
+    return C3DView::event(pEvent);
+}
+
+void CKXGLView::holdMouse()
+{
+    m_bMouseHeld = true;
+    m_bInteracting = true;
+    // Moves then arrive without a button too, which tells that the release went elsewhere.
+    setMouseTracking(true);
+}
+
+void CKXGLView::letGoOfMouse()
+{
+    m_bMouseHeld = false;
+    setMouseTracking(false);
+    if (!m_nWheelTimer)
+        endInteraction();
 }
 
 void CKXGLView::endInteraction()
@@ -403,6 +481,15 @@ void CKXGLView::endInteraction()
 
 void CKXGLView::mouseMoveEvent(QMouseEvent* pEvent)
 {
+    if (!(pEvent->buttons() & kDragButtons))
+    {
+        if (m_bMouseHeld) // the release never reached the view
+            letGoOfMouse();
+        return;
+    }
+    // Dragging on after the focus went elsewhere: the drag is on again.
+    if (!m_bMouseHeld)
+        holdMouse();
     const QPoint p = pEvent->pos();
     const QPoint delta = p - m_lastMouse;
     if (delta.isNull())

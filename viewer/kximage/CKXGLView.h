@@ -17,8 +17,10 @@
 // While the user moves the camera (a mouse button held in the view, or wheel notches less than
 // kQuietMs apart) translucent objects are sorted whole: per-pixel order costs several times
 // the frame on a software renderer, and a turning subject must follow the mouse. The moment
-// the interaction ends the view draws once more in per-pixel order. Play and Record are always
-// drawn in per-pixel order, even with the mouse held, so a movie is always drawn right.
+// the interaction ends the view draws once more in per-pixel order. A drag ends with its
+// release, or, when the release goes elsewhere, as soon as the view loses the mouse grab or the
+// focus or sees a move with no button held. Play and Record are always drawn in per-pixel
+// order, even with the mouse held, so a movie is always drawn right.
 #ifndef CKXGLVIEW_H
 #define CKXGLVIEW_H
 
@@ -91,6 +93,12 @@ public:
     // The largest framebuffer this view's OpenGL implementation can draw into, in device
     // pixels; invalid before the view has had a GL context.
     QSize maxFramebufferSize() const { return m_maxFramebuffer; }
+    // The same limit for any view on this system, asked once of a throw-away context of the
+    // views' format, so that a size can be checked before a view of it exists; invalid when no
+    // such context can be made.
+    static QSize systemFramebufferLimit();
+    // For tests: systemFramebufferLimit() answers limit (an invalid size: the system again).
+    static void overrideSystemFramebufferLimit(const QSize& limit);
     // Translucent surfaces blended per pixel in depth order (on by default); off sorts them as
     // whole objects, as the view did before, for comparisons.
     void setOrderIndependentTranslucency(bool bOn);
@@ -109,6 +117,8 @@ protected:
     void mousePressEvent(QMouseEvent* pEvent) override;
     void mouseMoveEvent(QMouseEvent* pEvent) override;
     void mouseReleaseEvent(QMouseEvent* pEvent) override;
+    void focusOutEvent(QFocusEvent* pEvent) override;
+    bool event(QEvent* pEvent) override;
     void wheelEvent(QWheelEvent* pEvent) override;
     void timerEvent(QTimerEvent* pEvent) override;
 
@@ -119,6 +129,10 @@ private:
     void endInteraction();
     // A recording's showing was composed: the next ones come as often as they cost little.
     void adaptRecordingShowInterval();
+    // A button that moves the camera went down, or is down again in a move.
+    void holdMouse();
+    // No such button is down any more, or the view will not hear of its release.
+    void letGoOfMouse();
 
     CKXSampleScene* m_pScene;
     CKXGLRenderer* m_pRenderer = nullptr;
