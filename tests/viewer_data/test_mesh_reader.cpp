@@ -432,3 +432,46 @@ TEST(MeshReader, ReplaysFuzzFindings)
         EXPECT_EQ(r.bOk, r.strError.isEmpty());
     }
 }
+
+// The field is read beside the import library; what a load reports does not depend on which of
+// the two ends first. A field that cannot be read is told even when the rest of the file is bad
+// too, as when the field was read first; an abort answered at any progress call of a load with a
+// field ends the load there, the fractions rising until then.
+TEST(MeshReaderFieldBesideImport, FieldToldFirstAndAbortAtAnyCall)
+{
+    QTemporaryDir dir;
+    QByteArray both = pyramidPly(false, true);
+    both.replace("3 0 2 1\n", "3 0 2 77\n");
+    const SRead bad = readMesh(writeFile(dir, "both.ply", both), "intensity");
+    EXPECT_FALSE(bad.bOk);
+    EXPECT_TRUE(bad.meshes.empty());
+    EXPECT_TRUE(bad.strError.contains("both.ply") &&
+                bad.strError.contains("\"intensity\" holds values that are not finite"))
+        << bad.strError.toStdString();
+
+    const QString strPath = writeFile(dir, "pyramid.ply", pyramidPly(true));
+    for (int nAbortAt = 1;; ++nAbortAt)
+    {
+        SCOPED_TRACE(nAbortAt);
+        std::vector<double> fractions;
+        const SRead r = readMesh(strPath, QString(),
+                                 [&](double d)
+                                 {
+                                     fractions.push_back(d);
+                                     return int(fractions.size()) < nAbortAt;
+                                 });
+        for (size_t i = 1; i < fractions.size(); ++i)
+            EXPECT_GE(fractions[i], fractions[i - 1]);
+        if (r.bOk)
+        {
+            EXPECT_EQ(r.meshes[0].scalarName, "intensity");
+            EXPECT_DOUBLE_EQ(fractions.back(), 1.0);
+            EXPECT_GE(nAbortAt, 3) << "no progress from the import library or the copy";
+            break;
+        }
+        EXPECT_EQ(r.strError, "Loading was aborted.");
+        EXPECT_TRUE(r.meshes.empty());
+        EXPECT_EQ(int(fractions.size()), nAbortAt) << "the load went on after it was aborted";
+        ASSERT_LT(nAbortAt, 100);
+    }
+}
