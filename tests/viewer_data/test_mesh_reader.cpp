@@ -475,3 +475,51 @@ TEST(MeshReaderFieldBesideImport, FieldToldFirstAndAbortAtAnyCall)
         ASSERT_LT(nAbortAt, 100);
     }
 }
+
+// A surface large enough that its faces are freed on a second thread while they are copied
+// comes out whole, and a load aborted in the middle of that copy frees each face once (the
+// sanitizer build tells).
+TEST(MeshReaderFieldBesideImport, LargeSurfaceWholeOrAbortedMidCopy)
+{
+    constexpr int n = 200; // a grid of n x n vertices: 79,202 triangles
+    QByteArray data = "ply\nformat binary_little_endian 1.0\nelement vertex " +
+                      QByteArray::number(n * n) +
+                      "\nproperty float x\nproperty float y\nproperty float z\n"
+                      "property float intensity\nelement face " +
+                      QByteArray::number(2 * (n - 1) * (n - 1)) +
+                      "\nproperty list uchar int vertex_indices\nend_header\n";
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i)
+        {
+            const float v[4] = {float(i), float(j), float((i * j) % 7), float(i + n * j)};
+            data.append(reinterpret_cast<const char*>(v), sizeof v);
+        }
+    for (int j = 0; j + 1 < n; ++j)
+        for (int i = 0; i + 1 < n; ++i)
+        {
+            const int a = j * n + i, b = a + 1, c = a + n, d = c + 1;
+            for (const std::array<int, 3>& t : {std::array<int, 3>{a, b, d}, {a, d, c}})
+            {
+                data.append(char(3));
+                data.append(reinterpret_cast<const char*>(t.data()), 12);
+            }
+        }
+    QTemporaryDir dir;
+    const QString strPath = writeFile(dir, "grid.ply", data);
+    double dAbortAt = 2.0; // beyond any fraction: no abort
+    const auto progress = [&](double d) { return d < dAbortAt; };
+    SRead r = readMesh(strPath, QString(), progress);
+    ASSERT_TRUE(r.bOk) << r.strError.toStdString();
+    const CKXGeometry& g = *r.meshes[0].geometry;
+    ASSERT_EQ(g.triangleCount(), 2 * (n - 1) * (n - 1));
+    ASSERT_EQ(g.vertexCount(), n * n);
+    for (int v = 0; v < n * n; v += 997)
+        EXPECT_EQ(r.meshes[0].scalars[v], g.positions[3 * v] + n * g.positions[3 * v + 1]);
+    EXPECT_EQ(std::vector<unsigned>(g.indices.end() - 3, g.indices.end()),
+              (std::vector<unsigned>{(n - 2) * n + n - 2, n * n - 1, n * n - 2}));
+
+    dAbortAt = 0.9; // in the copy, which reports from 0.85 on every 65,536 faces
+    r = readMesh(strPath, QString(), progress);
+    EXPECT_FALSE(r.bOk);
+    EXPECT_EQ(r.strError, "Loading was aborted.");
+}

@@ -20,14 +20,22 @@ public:
     // start one (it is then done when start returns). `task` must not throw.
     template <class F> void start(const F& task)
     {
+        if (!tryStart(task))
+            task();
+    }
+    // Runs a copy of `task` on a new thread; false, and `task` not run, when the system cannot
+    // start one.
+    template <class F> bool tryStart(const F& task)
+    {
         join();
         try
         {
             m_thread = std::thread(task);
+            return true;
         }
         catch (const std::system_error&)
         {
-            task();
+            return false;
         }
     }
     // Waits for the task; returns at once when none runs.

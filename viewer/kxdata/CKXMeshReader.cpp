@@ -18,10 +18,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <condition_variable>
 #include <cstring>
 #include <exception>
 #include <malloc.h>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <utility>
 
 namespace
@@ -31,6 +34,8 @@ const char* const kScalarCandidates[] = {"intensity", "scalar", "value", "qualit
 
 // Share of the progress range the import library's read takes; the copy takes the rest.
 constexpr double kImportPhaseEnd = 0.85;
+// Faces of a mesh from which on they are freed on a second thread while they are copied.
+constexpr unsigned kReleasedFaces = 65536;
 
 // Relays the import library's progress into our callback; remembers an abort, because the
 // library does not stop at every report whose answer is "abort".
@@ -64,6 +69,87 @@ private:
     std::atomic<bool>& m_stop;
     const std::atomic<bool>& m_failed;
     bool m_bAborted = false;
+};
+
+// Frees a mesh's faces on a second thread, behind a loop that reads them in order. A face is a
+// block of its own, and freeing a million of them one by one costs about as much as the loop
+// that reads them; the library's scene would free them the same way later. A freed face keeps a
+// null block, which the library's own destructor skips; once every face is read, the face array
+// goes too, and the mesh is left with none.
+class CFaceReleaser
+{
+public:
+    // Frees nothing when no thread can be started: the scene then frees the faces.
+    explicit CFaceReleaser(aiMesh& mesh) : m_mesh(mesh), m_nFaces(mesh.mNumFaces)
+    {
+        m_bRunning = m_thread.tryStart([this] { run(); });
+    }
+    ~CFaceReleaser() { finish(); }
+    CFaceReleaser(const CFaceReleaser&) = delete;
+    CFaceReleaser& operator=(const CFaceReleaser&) = delete;
+
+    // The faces before `nFace` are not read again.
+    void advance(unsigned nFace)
+    {
+        if (!m_bRunning)
+            return;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_nReadUpTo = nFace;
+        }
+        m_wake.notify_one();
+    }
+    // Frees the faces up to the last advance, then ends the thread.
+    void finish()
+    {
+        if (!m_bRunning)
+            return;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_bFinishing = true;
+        }
+        m_wake.notify_one();
+        m_thread.join();
+        m_bRunning = false;
+    }
+
+private:
+    void run()
+    {
+        unsigned nFreed = 0;
+        for (bool bLast = false; !bLast;)
+        {
+            unsigned nUpTo;
+            {
+                std::unique_lock<std::mutex> lock(m_mutex);
+                m_wake.wait(lock, [&] { return m_nReadUpTo > nFreed || m_bFinishing; });
+                nUpTo = m_nReadUpTo;
+                bLast = m_bFinishing;
+            }
+            for (; nFreed < nUpTo; ++nFreed)
+            {
+                aiFace& face = m_mesh.mFaces[nFreed];
+                delete[] face.mIndices;
+                face.mIndices = nullptr;
+                face.mNumIndices = 0;
+            }
+            if (nFreed == m_nFaces && m_mesh.mFaces)
+            {
+                delete[] m_mesh.mFaces;
+                m_mesh.mFaces = nullptr;
+                m_mesh.mNumFaces = 0;
+            }
+        }
+    }
+
+    aiMesh& m_mesh;
+    const unsigned m_nFaces;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    unsigned m_nReadUpTo = 0;
+    bool m_bFinishing = false;
+    bool m_bRunning = false;
+    CKXJoiningThread m_thread; // last: joined before the members its task uses go
 };
 
 struct SMeshUse
@@ -319,6 +405,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     std::vector<quint8> state; // per vertex of the mesh: kUnused, kUsed or kNonFinite
     constexpr quint8 kUnused = 0, kUsed = 1, kNonFinite = 2;
     static_assert(sizeof(aiVector3D) == 3 * sizeof(float), "positions are copied in bulk");
+    std::optional<CFaceReleaser> releaser; // after the importer: done with its scene before it
     for (const SMeshUse& use : uses)
     {
         const aiMesh& mesh = *pScene->mMeshes[use.nMesh];
@@ -337,10 +424,15 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         // grown vectors would keep up to twice the memory for the surface's life.
         std::vector<float>& positions = geometry->positions;
         kxReserveMapped(positions, 3 * nVertices);
-        positions.resize(3 * nVertices);
         if (use.transform.IsIdentity())
-            std::memcpy(positions.data(), mesh.mVertices, 3 * sizeof(float) * nVertices);
+        {
+            // Straight from the library's array, without filling the copy with zeros first.
+            const float* pFrom = &mesh.mVertices[0].x;
+            positions.assign(pFrom, pFrom + 3 * nVertices);
+        }
         else
+        {
+            positions.resize(3 * nVertices);
             for (size_t v = 0; v < nVertices; ++v)
             {
                 const aiVector3D p = use.transform * mesh.mVertices[v];
@@ -348,6 +440,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                 positions[3 * v + 1] = p.y;
                 positions[3 * v + 2] = p.z;
             }
+        }
         state.assign(nVertices, kUnused);
         const float* pXyz = positions.data();
         for (size_t v = 0; v < nVertices; ++v)
@@ -362,11 +455,20 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         float* pSum = geometry->normals.data();
         std::vector<unsigned>& indices = geometry->indices;
         kxReserveMapped(indices, 3 * size_t(mesh.mNumFaces));
+        // Only a mesh no other use reads again has its faces freed as they are read; a large
+        // one, for a small one the thread would cost more than it saves.
+        if (uses.size() == 1 && mesh.mNumFaces >= kReleasedFaces)
+            releaser.emplace(*pScene->mMeshes[use.nMesh]);
         for (unsigned f = 0; f < mesh.mNumFaces; ++f)
         {
-            if ((++nDone & 0xFFFF) == 0 && progress &&
-                !progress(kImportPhaseEnd + (1.0 - kImportPhaseEnd) * double(nDone) / nFaces))
-                return aborted();
+            if ((++nDone & 0xFFFF) == 0)
+            {
+                if (releaser)
+                    releaser->advance(f);
+                if (progress &&
+                    !progress(kImportPhaseEnd + (1.0 - kImportPhaseEnd) * double(nDone) / nFaces))
+                    return aborted();
+            }
             const aiFace& face = mesh.mFaces[f];
             if (face.mNumIndices != 3 || !face.mIndices)
                 continue;
@@ -400,6 +502,8 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
             // Straight into the array: a call per triangle is felt on a surface of millions.
             indices.insert(indices.end(), k, k + 3);
         }
+        if (releaser)
+            releaser->advance(mesh.mNumFaces); // the rest goes while the surface is finished
         if (indices.empty())
             continue;
         if (bHasField && !toField.empty())
@@ -466,6 +570,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     // The library's many small blocks are free now, and the parsed PLY vertices; hand their
     // pages back to the system, so that what a load leaves resident is the surfaces it returns.
     field = SKXPlyField();
+    releaser.reset();
     importer.FreeScene();
     malloc_trim(0);
     if (meshes.empty())
