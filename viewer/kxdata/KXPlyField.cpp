@@ -301,10 +301,28 @@ bool kxAlignPlyField(const float* pXyz, size_t nVertices, const SKXPlyField& fie
 {
     toField.clear();
     bool bSameOrder = nVertices == field.values.size();
-    for (size_t i = 0; bSameOrder && i < nVertices; ++i)
-        bSameOrder = pXyz[3 * i] == field.coordinate(i, 0) &&
-                     pXyz[3 * i + 1] == field.coordinate(i, 1) &&
-                     pXyz[3 * i + 2] == field.coordinate(i, 2);
+    if (bSameOrder && field.pXyz[0]->data_type() == draco::DT_FLOAT32 &&
+        field.pXyz[1]->data_type() == draco::DT_FLOAT32 &&
+        field.pXyz[2]->data_type() == draco::DT_FLOAT32)
+    {
+        // Float coordinates, the common case, straight from the library's packed arrays: this
+        // runs over every vertex of a surface of millions while the caller waits.
+        const unsigned char* pColumn[3];
+        for (int c = 0; c < 3; ++c)
+            pColumn[c] = static_cast<const unsigned char*>(field.pXyz[c]->GetDataEntryAddress(0));
+        for (size_t i = 0; bSameOrder && i < nVertices; ++i)
+            for (int c = 0; c < 3; ++c)
+            {
+                float f;
+                std::memcpy(&f, pColumn[c] + 4 * i, 4);
+                bSameOrder = bSameOrder && pXyz[3 * i + c] == f;
+            }
+    }
+    else
+        for (size_t i = 0; bSameOrder && i < nVertices; ++i)
+            bSameOrder = pXyz[3 * i] == field.coordinate(i, 0) &&
+                         pXyz[3 * i + 1] == field.coordinate(i, 1) &&
+                         pXyz[3 * i + 2] == field.coordinate(i, 2);
     if (bSameOrder)
         return true;
     toField.resize(nVertices);
