@@ -231,6 +231,13 @@ def write_dicom():
     victim = os.path.join(truncated, sorted(os.listdir(truncated))[1])
     blob = open(victim, "rb").read()
     open(victim, "wb").write(blob[:-20])
+    # Slices 2 and 4 in position order hold too few pixels; their names sort the other way.
+    bad = series("dcm_bad_pixels", [(0, 0, k) for k in range(6)], AXIAL,
+                 names=[f"s{5 - k}.dcm" for k in range(6)])
+    for name in ("s3.dcm", "s1.dcm"):
+        ds = pydicom.dcmread(os.path.join(bad, name))
+        ds.PixelData = ds.PixelData[:8]
+        ds.save_as(os.path.join(bad, name), write_like_original=False)
     many = os.path.join(OUT, "dcm_too_many")
     os.makedirs(many, exist_ok=True)
     for n in range(5001):

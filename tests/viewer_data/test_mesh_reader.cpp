@@ -414,3 +414,94 @@ TEST(MeshReader, ReplaysFuzzFindings)
         EXPECT_EQ(r.bOk, r.strError.isEmpty());
     }
 }
+
+// The field is read beside the import library; what a load reports does not depend on which of
+// the two ends first. A field that cannot be read is told even when the rest of the file is bad
+// too, as when the field was read first; an abort answered at any progress call of a load with a
+// field ends the load there, the fractions rising until then.
+TEST(MeshReaderFieldBesideImport, FieldToldFirstAndAbortAtAnyCall)
+{
+    QTemporaryDir dir;
+    QByteArray both = pyramidPly(false, true);
+    both.replace("3 0 2 1\n", "3 0 2 77\n");
+    const SRead bad = readMesh(writeFile(dir, "both.ply", both), "intensity");
+    EXPECT_FALSE(bad.bOk);
+    EXPECT_TRUE(bad.meshes.empty());
+    EXPECT_TRUE(bad.strError.contains("both.ply") &&
+                bad.strError.contains("\"intensity\" holds values that are not finite"))
+        << bad.strError.toStdString();
+
+    const QString strPath = writeFile(dir, "pyramid.ply", pyramidPly(true));
+    for (int nAbortAt = 1;; ++nAbortAt)
+    {
+        SCOPED_TRACE(nAbortAt);
+        std::vector<double> fractions;
+        const SRead r = readMesh(strPath, QString(),
+                                 [&](double d)
+                                 {
+                                     fractions.push_back(d);
+                                     return int(fractions.size()) < nAbortAt;
+                                 });
+        for (size_t i = 1; i < fractions.size(); ++i)
+            EXPECT_GE(fractions[i], fractions[i - 1]);
+        if (r.bOk)
+        {
+            EXPECT_EQ(r.meshes[0].scalarName, "intensity");
+            EXPECT_DOUBLE_EQ(fractions.back(), 1.0);
+            EXPECT_GE(nAbortAt, 3) << "no progress from the import library or the copy";
+            break;
+        }
+        EXPECT_EQ(r.strError, "Loading was aborted.");
+        EXPECT_TRUE(r.meshes.empty());
+        EXPECT_EQ(int(fractions.size()), nAbortAt) << "the load went on after it was aborted";
+        ASSERT_LT(nAbortAt, 100);
+    }
+}
+
+// A surface large enough that its faces are freed on a second thread while they are copied
+// comes out whole, and a load aborted in the middle of that copy frees each face once (the
+// sanitizer build tells).
+TEST(MeshReaderFieldBesideImport, LargeSurfaceWholeOrAbortedMidCopy)
+{
+    constexpr int n = 200; // a grid of n x n vertices: 79,202 triangles
+    QByteArray data = "ply\nformat binary_little_endian 1.0\nelement vertex " +
+                      QByteArray::number(n * n) +
+                      "\nproperty float x\nproperty float y\nproperty float z\n"
+                      "property float intensity\nelement face " +
+                      QByteArray::number(2 * (n - 1) * (n - 1)) +
+                      "\nproperty list uchar int vertex_indices\nend_header\n";
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i)
+        {
+            const float v[4] = {float(i), float(j), float((i * j) % 7), float(i + n * j)};
+            data.append(reinterpret_cast<const char*>(v), sizeof v);
+        }
+    for (int j = 0; j + 1 < n; ++j)
+        for (int i = 0; i + 1 < n; ++i)
+        {
+            const int a = j * n + i, b = a + 1, c = a + n, d = c + 1;
+            for (const std::array<int, 3>& t : {std::array<int, 3>{a, b, d}, {a, d, c}})
+            {
+                data.append(char(3));
+                data.append(reinterpret_cast<const char*>(t.data()), 12);
+            }
+        }
+    QTemporaryDir dir;
+    const QString strPath = writeFile(dir, "grid.ply", data);
+    double dAbortAt = 2.0; // beyond any fraction: no abort
+    const auto progress = [&](double d) { return d < dAbortAt; };
+    SRead r = readMesh(strPath, QString(), progress);
+    ASSERT_TRUE(r.bOk) << r.strError.toStdString();
+    const CKXGeometry& g = *r.meshes[0].geometry;
+    ASSERT_EQ(g.triangleCount(), 2 * (n - 1) * (n - 1));
+    ASSERT_EQ(g.vertexCount(), n * n);
+    for (int v = 0; v < n * n; v += 997)
+        EXPECT_EQ(r.meshes[0].scalars[v], g.positions[3 * v] + n * g.positions[3 * v + 1]);
+    EXPECT_EQ(std::vector<unsigned>(g.indices.end() - 3, g.indices.end()),
+              (std::vector<unsigned>{(n - 2) * n + n - 2, n * n - 1, n * n - 2}));
+
+    dAbortAt = 0.9; // in the copy, which reports from 0.85 on every 65,536 faces
+    r = readMesh(strPath, QString(), progress);
+    EXPECT_FALSE(r.bOk);
+    EXPECT_EQ(r.strError, "Loading was aborted.");
+}

@@ -11,7 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
+#include <thread>
 
 namespace
 {
@@ -278,5 +280,42 @@ TEST(VolumeReaders, FuzzFindingsAreRefusedOrReadWithinLimits)
             EXPECT_EQ(v.values.size(), v.voxelCount());
             EXPECT_LE(std::int64_t(v.voxelCount()), KXDataLimits::kMaxVoxels);
         }
+    }
+}
+
+// Slices are decoded beside each other; what a load reports is still what reading them in order
+// reports. Of two slices that cannot be decoded, the first in position order is named; an abort
+// answered at any progress call ends the load there, the last call included. The progress
+// callback dawdles, so that the other thread decodes most slices while this one waits in it.
+TEST(DicomReader, FailureAndAbortAsInPositionOrder)
+{
+    const auto dawdle = [] { std::this_thread::sleep_for(std::chrono::milliseconds(20)); };
+    expectRefused<CKXDicomReader>(fixture("dcm_bad_pixels"), "s3.dcm",
+                                  [&](double)
+                                  {
+                                      dawdle();
+                                      return true;
+                                  });
+    expectRefused<CKXDicomReader>(fixture("dcm_bad_pixels"), "s3.dcm");
+    for (int nAbortAt = 1;; ++nAbortAt)
+    {
+        SCOPED_TRACE(nAbortAt);
+        SKXVolumeData v;
+        QString strError;
+        int nCalls = 0;
+        const bool bOk = CKXDicomReader::read(fixture("dcm_axial"), v, strError,
+                                              [&](double)
+                                              {
+                                                  dawdle();
+                                                  return ++nCalls < nAbortAt;
+                                              });
+        if (bOk)
+        {
+            EXPECT_EQ(nAbortAt, 6) << "progress is reported at the start and once per slice";
+            break;
+        }
+        EXPECT_EQ(strError, "Loading was aborted.");
+        EXPECT_EQ(nCalls, nAbortAt) << "the load went on after it was aborted";
+        ASSERT_LT(nAbortAt, 6);
     }
 }

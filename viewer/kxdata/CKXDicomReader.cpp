@@ -1,5 +1,7 @@
 #include "CKXDicomReader.h"
 
+#include "CKXJoiningThread.h"
+#include "KXReserveMapped.h"
 #include "KXVolumeValues.h"
 
 #include <QDir>
@@ -19,11 +21,15 @@
 #include <dcmtk/oflog/oflog.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <exception>
+#include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -533,25 +539,97 @@ bool CKXDicomReader::read(const QString& strPath, SKXVolumeData& volume, QString
     QMatrix4x4 lpsToRas;
     lpsToRas.scale(-1.0f, -1.0f, 1.0f);
 
+    // The slices' pixels are decoded on two threads into their places in the volume, each
+    // thread taking the next slice not yet taken. A failure or an abort returns what reading
+    // them one after the other returns: the failure of the first slice in order that fails (a
+    // thread takes no slice beyond it) when it lies before the count of slices done at the abort,
+    // else the abort. Progress is reported and answered on this thread only.
     const std::size_t nSliceValues = std::size_t(nColumns) * std::size_t(nRows);
-    std::vector<float> values(nSliceValues * std::size_t(nSlices));
+    std::vector<std::unique_ptr<DcmFileFormat>> sliceFiles(static_cast<std::size_t>(nSlices));
     for (int k = 0; k < nSlices; ++k)
     {
         auto it = parsed.find(slices[k].m_strFile);
-        std::unique_ptr<DcmFileFormat> pParsed;
         if (it != parsed.end())
+            sliceFiles[k] = std::move(it->second);
+    }
+    parsed.clear();
+    std::vector<float> values;
+    kxReserveMapped(values, nSliceValues * std::size_t(nSlices));
+    values.resize(nSliceValues * std::size_t(nSlices));
+    std::atomic<int> nNext{0}, nDone{0}, nFailedAt{nSlices};
+    std::atomic<bool> bStop{false};
+    std::mutex failureMutex;
+    QString strFailure;
+    std::exception_ptr pException;
+    // Decodes slices until none is left, one before them has failed, or the load is stopped.
+    // `afterSlice`, when given, is called after each slice done here; false from it stops.
+    auto decodeSlices = [&](const std::function<bool()>& afterSlice)
+    {
+        try
         {
-            pParsed = std::move(it->second);
-            parsed.erase(it);
+            for (int k = nNext++; k < nSlices && k < nFailedAt && !bStop; k = nNext++)
+            {
+                QString strSliceError;
+                if (!readSlice(slices[k].m_strFile, std::move(sliceFiles[k]), nColumns, nRows,
+                               values.data() + k * nSliceValues, strSliceError))
+                {
+                    const std::lock_guard<std::mutex> lock(failureMutex);
+                    if (k < nFailedAt)
+                    {
+                        nFailedAt = k;
+                        strFailure = strSliceError;
+                    }
+                    continue;
+                }
+                ++nDone;
+                if (afterSlice && !afterSlice())
+                    bStop = true;
+            }
         }
-        if (!readSlice(slices[k].m_strFile, std::move(pParsed), nColumns, nRows,
-                       values.data() + k * nSliceValues, strError))
-            return false;
-        if (progress && !progress(double(k + 1) / nSlices))
+        catch (...)
         {
-            strError = QStringLiteral("Loading was aborted.");
-            return false;
+            const std::lock_guard<std::mutex> lock(failureMutex);
+            if (!pException)
+                pException = std::current_exception();
+            bStop = true;
         }
+    };
+    // Reports each slice done, in order, as reading them one after the other would, up to the
+    // first that failed; false once the load is aborted.
+    int nReported = 0, nDoneAtAbort = 0;
+    bool bAborted = false;
+    auto report = [&]
+    {
+        while (!bAborted && nReported < std::min<int>(nDone, nFailedAt))
+        {
+            ++nReported;
+            if (progress && !progress(double(nReported) / nSlices))
+            {
+                bAborted = true;
+                nDoneAtAbort = nReported;
+            }
+        }
+        return !bAborted;
+    };
+    {
+        CKXJoiningThread helper;
+        helper.start([&] { decodeSlices({}); });
+        decodeSlices(report);
+        // Every slice this thread could take is taken; the helper finishes its last one.
+        helper.join();
+    }
+    if (pException)
+        std::rethrow_exception(pException);
+    report(); // the slices the helper did last
+    if (nFailedAt < nSlices && (!bAborted || nFailedAt < nDoneAtAbort))
+    {
+        strError = strFailure;
+        return false;
+    }
+    if (bAborted)
+    {
+        strError = QStringLiteral("Loading was aborted.");
+        return false;
     }
 
     SKXVolumeData result;

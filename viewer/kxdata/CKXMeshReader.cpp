@@ -1,28 +1,30 @@
 #include "CKXMeshReader.h"
 
+#include "CKXJoiningThread.h"
 #include "KXMeshFileCheck.h"
+#include "KXPlyField.h"
+#include "KXReserveMapped.h"
 
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
 #include <assimp/material.h>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
-#include <draco/core/decoder_buffer.h>
-#include <draco/io/ply_reader.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <condition_variable>
 #include <cstring>
-#include <limits>
+#include <exception>
 #include <malloc.h>
 #include <memory>
-#include <sys/mman.h>
-#include <unistd.h>
-#include <unordered_map>
+#include <mutex>
+#include <optional>
 #include <utility>
 
 namespace
@@ -30,42 +32,33 @@ namespace
 
 const char* const kScalarCandidates[] = {"intensity", "scalar", "value", "quality", "density"};
 
-// Share of the progress range each phase takes.
-constexpr double kFieldPhaseEnd = 0.2;
+// Share of the progress range the import library's read takes; the copy takes the rest.
 constexpr double kImportPhaseEnd = 0.85;
-
-// Reserves `n` elements and has the system map all of their pages at once. Each page a process
-// touches for the first time is otherwise a trap of its own, and on a virtual machine those
-// traps cost more than filling the page: the arrays of a surface of a million triangles span
-// some 6,000 pages. Where the system cannot, the pages come in as they are touched.
-template <class T> void reserveMapped(std::vector<T>& v, size_t n)
-{
-    v.reserve(n);
-#ifdef MADV_POPULATE_WRITE
-    static const uintptr_t nPage = uintptr_t(sysconf(_SC_PAGESIZE));
-    const uintptr_t nBegin = (uintptr_t(v.data()) + nPage - 1) & ~(nPage - 1);
-    const uintptr_t nEnd = uintptr_t(v.data() + v.capacity()) & ~(nPage - 1);
-    if (nPage > 0 && nEnd > nBegin)
-        madvise(reinterpret_cast<void*>(nBegin), nEnd - nBegin, MADV_POPULATE_WRITE);
-#endif
-}
+// Faces of a mesh from which on they are freed on a second thread while they are copied.
+constexpr unsigned kReleasedFaces = 65536;
 
 // Relays the import library's progress into our callback; remembers an abort, because the
 // library does not stop at every report whose answer is "abort".
 class CProgressRelay : public Assimp::ProgressHandler
 {
 public:
-    CProgressRelay(const KXProgress& progress, double dFrom, double dTo)
-        : m_progress(progress), m_dFrom(dFrom), m_dTo(dTo)
+    // `stop` is set on an abort, for the work beside the library's to end too; once `failed`
+    // is set, that work has failed and the library's result is not needed: it is asked to stop.
+    CProgressRelay(const KXProgress& progress, double dFrom, double dTo, std::atomic<bool>& stop,
+                   const std::atomic<bool>& failed)
+        : m_progress(progress), m_dFrom(dFrom), m_dTo(dTo), m_stop(stop), m_failed(failed)
     {
     }
     bool Update(float fPercentage) override
     {
-        if (m_bAborted)
+        if (m_bAborted || m_failed)
             return false;
         const double d = std::clamp(static_cast<double>(fPercentage), 0.0, 1.0);
         if (m_progress && !m_progress(m_dFrom + (m_dTo - m_dFrom) * d))
+        {
             m_bAborted = true;
+            m_stop = true;
+        }
         return !m_bAborted;
     }
     bool isAborted() const { return m_bAborted; }
@@ -73,271 +66,91 @@ public:
 private:
     const KXProgress& m_progress;
     double m_dFrom, m_dTo;
+    std::atomic<bool>& m_stop;
+    const std::atomic<bool>& m_failed;
     bool m_bAborted = false;
 };
 
-// A value of a property the PLY library parsed, as a float (the library keeps them packed in
-// the file's type); 0 for a type that is no number.
-float plyValue(const draco::PlyProperty& property, size_t i)
+// Frees a mesh's faces on a second thread, behind a loop that reads them in order. A face is a
+// block of its own, and freeing a million of them one by one costs about as much as the loop
+// that reads them; the library's scene would free them the same way later. A freed face keeps a
+// null block, which the library's own destructor skips; once every face is read, the face array
+// goes too, and the mesh is left with none.
+class CFaceReleaser
 {
-    const void* p = property.GetDataEntryAddress(int(i));
-    auto get = [p](auto value)
+public:
+    // Frees nothing when no thread can be started: the scene then frees the faces.
+    explicit CFaceReleaser(aiMesh& mesh) : m_mesh(mesh), m_nFaces(mesh.mNumFaces)
     {
-        std::memcpy(&value, p, sizeof value); // packed, not aligned
-        return value;
-    };
-    switch (property.data_type())
-    {
-    case draco::DT_INT8:
-        return float(get(qint8()));
-    case draco::DT_UINT8:
-        return float(get(quint8()));
-    case draco::DT_INT16:
-        return float(get(qint16()));
-    case draco::DT_UINT16:
-        return float(get(quint16()));
-    case draco::DT_INT32:
-        return float(get(qint32()));
-    case draco::DT_UINT32:
-        return float(get(quint32()));
-    case draco::DT_FLOAT32:
-        return get(float());
-    case draco::DT_FLOAT64:
-    {
-        // Beyond a float's range is not finite, as a float; converting it would be undefined.
-        const double d = get(double());
-        return std::fabs(d) <= std::numeric_limits<float>::max()
-                   ? float(d)
-                   : std::numeric_limits<float>::infinity();
+        m_bRunning = m_thread.tryStart([this] { run(); });
     }
-    default:
-        return 0.0f;
-    }
-}
+    ~CFaceReleaser() { finish(); }
+    CFaceReleaser(const CFaceReleaser&) = delete;
+    CFaceReleaser& operator=(const CFaceReleaser&) = delete;
 
-bool isPlyNumber(const draco::PlyProperty& property)
-{
-    const draco::DataType e = property.data_type();
-    return e != draco::DT_INVALID && e != draco::DT_INT64 && e != draco::DT_UINT64 &&
-           e != draco::DT_BOOL && e < draco::DT_TYPES_COUNT;
-}
-
-// A PLY vertex field, with the parsed vertices whose positions it belongs to, for lining it up
-// with the vertices the import library returns. The positions are read where the library keeps
-// them, not copied: a copy would be as large as the field three times over.
-struct SPlyField
-{
-    QString strName;
-    std::vector<float> values;
-    std::unique_ptr<draco::PlyReader> pReader; // owns what pXyz point into
-    const draco::PlyProperty* pXyz[3] = {nullptr, nullptr, nullptr};
-
-    float coordinate(size_t i, int c) const { return plyValue(*pXyz[c], i); }
-};
-
-// The part of a PLY file the scalar field needs: its header cut after the vertex element, and
-// the vertex entries alone. The faces are most of a mesh file and the field does not need them,
-// so the PLY library is not made to parse them. A binary file's part is made in a private
-// mapping of the file, the cut header written just before the vertex entries: the entries are
-// then not copied, only the header's page is. Empty when the file is not laid out for this (the
-// vertex element is not the first, or a binary vertex has a list), and then the whole file is
-// read.
-struct SPlyPart
-{
-    QByteArray bytes;      // the part, when it is a copy
-    uchar* pMap = nullptr; // the mapping it is in otherwise, unmapped with the file
-    const char* pData = nullptr;
-    qint64 nSize = 0;
-};
-
-SPlyPart plyVertexPart(QFile& file, const QByteArray& header, const SKXMeshFileCheck& check)
-{
-    SPlyPart none;
-    const qint64 nSize = file.size();
-    if (check.nVertexDeclEnd < 0 || check.nPlyDataOffset < 0 || check.nDeclaredVertices < 0 ||
-        check.nVertexDeclEnd > check.nPlyDataOffset || check.nVertexDeclEnd > header.size() ||
-        check.nPlyDataOffset > nSize || !file.seek(check.nPlyDataOffset))
-        return none;
-    static const char kEnd[] = "end_header\n";
-    constexpr qint64 nEnd = sizeof kEnd - 1;
-    const qint64 nAvailable = nSize - check.nPlyDataOffset;
-    if (!check.bPlyAscii)
+    // The faces before `nFace` are not read again.
+    void advance(unsigned nFace)
     {
-        if (check.nVertexEntryBytes <= 0)
-            return none;
-        // Counts are bounded by the vertex limit, entries by a few hundred bytes: no overflow.
-        const qint64 nBlock = check.nDeclaredVertices * check.nVertexEntryBytes;
-        const qint64 nCut = check.nVertexDeclEnd + nEnd;
-        if (nBlock > nAvailable || nCut + nBlock > std::numeric_limits<int>::max())
-            return none; // a header that promises more than the file holds
-        // The cut header is never longer than the whole one, which has at least its end line
-        // after the vertex element; the check is for a header laid out otherwise.
-        if (nCut <= check.nPlyDataOffset)
-            if (uchar* pMap =
-                    file.map(0, check.nPlyDataOffset + nBlock, QFileDevice::MapPrivateOption))
+        if (!m_bRunning)
+            return;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_nReadUpTo = nFace;
+        }
+        m_wake.notify_one();
+    }
+    // Frees the faces up to the last advance, then ends the thread.
+    void finish()
+    {
+        if (!m_bRunning)
+            return;
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_bFinishing = true;
+        }
+        m_wake.notify_one();
+        m_thread.join();
+        m_bRunning = false;
+    }
+
+private:
+    void run()
+    {
+        unsigned nFreed = 0;
+        for (bool bLast = false; !bLast;)
+        {
+            unsigned nUpTo;
             {
-                char* pStart = reinterpret_cast<char*>(pMap) + (check.nPlyDataOffset - nCut);
-                std::memcpy(pStart, header.constData(), size_t(check.nVertexDeclEnd));
-                std::memcpy(pStart + check.nVertexDeclEnd, kEnd, size_t(nEnd));
-                SPlyPart mapped;
-                mapped.pMap = pMap;
-                mapped.pData = pStart;
-                mapped.nSize = nCut + nBlock;
-                return mapped;
+                std::unique_lock<std::mutex> lock(m_mutex);
+                m_wake.wait(lock, [&] { return m_nReadUpTo > nFreed || m_bFinishing; });
+                nUpTo = m_nReadUpTo;
+                bLast = m_bFinishing;
             }
-        SPlyPart part;
-        part.bytes = header.left(int(check.nVertexDeclEnd)) + kEnd;
-        const int nPrefix = part.bytes.size();
-        part.bytes.resize(int(nPrefix + nBlock));
-        if (file.read(part.bytes.data() + nPrefix, nBlock) != nBlock)
-            return none;
-        part.pData = part.bytes.constData();
-        part.nSize = part.bytes.size();
-        return part;
-    }
-    QByteArray part = header.left(int(check.nVertexDeclEnd)) + kEnd;
-    const int nPrefix = part.size();
-    // One vertex per line, as PLY writers put them; a file that spreads its vertices otherwise
-    // fails on this part, and is then read whole.
-    constexpr qint64 kChunk = 1 << 20;
-    qint64 nLines = 0, nScanned = nPrefix;
-    while (nLines < check.nDeclaredVertices && !file.atEnd())
-    {
-        if (part.size() + kChunk > std::numeric_limits<int>::max())
-            return none;
-        const QByteArray chunk = file.read(kChunk);
-        if (chunk.isEmpty())
-            break;
-        part += chunk;
-        for (const char *p = part.constData() + nScanned, *pEnd = part.constData() + part.size();
-             nLines < check.nDeclaredVertices &&
-             (p = static_cast<const char*>(std::memchr(p, '\n', size_t(pEnd - p))));
-             ++p)
-        {
-            ++nLines;
-            nScanned = p + 1 - part.constData();
-        }
-        if (nLines < check.nDeclaredVertices)
-            nScanned = part.size();
-    }
-    part.truncate(int(nScanned));
-    SPlyPart ascii;
-    ascii.bytes = std::move(part);
-    ascii.pData = ascii.bytes.constData();
-    ascii.nSize = ascii.bytes.size();
-    return ascii;
-}
-
-// Parses `nSize` bytes of PLY with the PLY library into `reader`; the library's message when it
-// cannot.
-bool parsePly(const char* pData, qint64 nSize, draco::PlyReader& reader, QString& strWhy)
-{
-    draco::DecoderBuffer buffer;
-    buffer.Init(pData, static_cast<size_t>(nSize));
-    const draco::Status status = reader.Read(&buffer);
-    strWhy = status.ok() ? QString() : QString::fromStdString(status.error_msg_string());
-    return status.ok();
-}
-
-// Takes the named vertex property from a parsed file. Empty `strReason` and an empty field when
-// the property holds a value that is not a finite number.
-bool takePlyField(const draco::PlyReader& reader, const QString& strName, SPlyField& field,
-                  QString& strReason)
-{
-    const draco::PlyElement* pVertices = reader.GetElementByName("vertex");
-    const draco::PlyProperty* pValue =
-        pVertices ? pVertices->GetPropertyByName(strName.toStdString()) : nullptr;
-    const draco::PlyProperty* pXyz[3] = {pVertices ? pVertices->GetPropertyByName("x") : nullptr,
-                                         pVertices ? pVertices->GetPropertyByName("y") : nullptr,
-                                         pVertices ? pVertices->GetPropertyByName("z") : nullptr};
-    if (!pValue || pValue->is_list() || !pXyz[0] || !pXyz[1] || !pXyz[2] || pXyz[0]->is_list() ||
-        pXyz[1]->is_list() || pXyz[2]->is_list())
-    {
-        strReason =
-            QStringLiteral("its vertex field \"%1\" is not one number per vertex.").arg(strName);
-        return false;
-    }
-    if (!isPlyNumber(*pValue))
-    {
-        strReason =
-            QStringLiteral("its vertex field \"%1\" is of a type this viewer does not read.")
-                .arg(strName);
-        return false;
-    }
-    if (!isPlyNumber(*pXyz[0]) || !isPlyNumber(*pXyz[1]) || !isPlyNumber(*pXyz[2]))
-    {
-        strReason = QStringLiteral("its vertex coordinates are of a type this viewer does not "
-                                   "read.");
-        return false;
-    }
-    const size_t n = static_cast<size_t>(pVertices->num_entries());
-    field.strName = strName;
-    reserveMapped(field.values, n);
-    field.values.resize(n);
-    for (size_t i = 0; i < n; ++i)
-    {
-        field.values[i] = plyValue(*pValue, i);
-        if (!std::isfinite(field.values[i]))
-        {
-            field.values.clear();
-            strReason.clear();
-            return false;
+            for (; nFreed < nUpTo; ++nFreed)
+            {
+                aiFace& face = m_mesh.mFaces[nFreed];
+                delete[] face.mIndices;
+                face.mIndices = nullptr;
+                face.mNumIndices = 0;
+            }
+            if (nFreed == m_nFaces && m_mesh.mFaces)
+            {
+                delete[] m_mesh.mFaces;
+                m_mesh.mFaces = nullptr;
+                m_mesh.mNumFaces = 0;
+            }
         }
     }
-    std::copy(std::begin(pXyz), std::end(pXyz), std::begin(field.pXyz));
-    return true;
-}
 
-// For each vertex of `mesh`, the index of the PLY vertex it was read from; left empty when they
-// are the same (the import library keeps a PLY file's vertex order when it reads one mesh). When
-// it does not (it may drop or repeat vertices), each vertex is found by its exact position.
-// False when one is not found.
-bool alignField(const aiMesh& mesh, const SPlyField& field, std::vector<int>& toField)
-{
-    const int n = static_cast<int>(mesh.mNumVertices);
-    toField.clear();
-    bool bSameOrder = static_cast<size_t>(n) == field.values.size();
-    for (int i = 0; bSameOrder && i < n; ++i)
-    {
-        const aiVector3D& v = mesh.mVertices[i];
-        bSameOrder = v.x == field.coordinate(i, 0) && v.y == field.coordinate(i, 1) &&
-                     v.z == field.coordinate(i, 2);
-    }
-    if (bSameOrder)
-        return true;
-    toField.resize(static_cast<size_t>(n));
-
-    struct SKeyHash
-    {
-        size_t operator()(const std::pair<quint64, quint32>& k) const
-        {
-            return std::hash<quint64>()(k.first * 31 + k.second);
-        }
-    };
-    auto key = [](float x, float y, float z)
-    {
-        quint32 a, b, c;
-        std::memcpy(&a, &x, 4);
-        std::memcpy(&b, &y, 4);
-        std::memcpy(&c, &z, 4);
-        return std::make_pair((quint64(a) << 32) | b, c);
-    };
-    std::unordered_map<std::pair<quint64, quint32>, int, SKeyHash> byPosition;
-    byPosition.reserve(field.values.size());
-    for (size_t i = 0; i < field.values.size(); ++i)
-        byPosition.emplace(
-            key(field.coordinate(i, 0), field.coordinate(i, 1), field.coordinate(i, 2)),
-            static_cast<int>(i));
-    for (int i = 0; i < n; ++i)
-    {
-        const aiVector3D& v = mesh.mVertices[i];
-        const auto it = byPosition.find(key(v.x, v.y, v.z));
-        if (it == byPosition.end())
-            return false;
-        toField[i] = it->second;
-    }
-    return true;
-}
+    aiMesh& m_mesh;
+    const unsigned m_nFaces;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    unsigned m_nReadUpTo = 0;
+    bool m_bFinishing = false;
+    bool m_bRunning = false;
+    CKXJoiningThread m_thread; // last: joined before the members its task uses go
+};
 
 struct SMeshUse
 {
@@ -479,52 +292,49 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         for (const char* pszName : kScalarCandidates)
             if (check.listVertexProperties.contains(QLatin1String(pszName)))
                 listCandidates << QLatin1String(pszName);
-    SPlyField field;
+    // The field is read on a second thread while the import library reads the file: neither
+    // needs the other until the field is lined up with the vertices. Progress is reported and
+    // answered on this thread only; an abort stops the field's thread at its next step, and a
+    // field that fails stops the import library at its next report.
+    SKXPlyField field;
+    QString strFieldReason;
+    EKXPlyFieldRead eField = EKXPlyFieldRead::Read;
+    std::exception_ptr pFieldException;
+    std::atomic<bool> bStopField{false}, bFieldFailed{false};
+    CKXJoiningThread fieldThread; // after what its task uses, which so outlives the join
     if (!listCandidates.isEmpty())
     {
         if (progress && !progress(0.0))
             return aborted();
-        const SPlyPart part = plyVertexPart(file, header, check);
-        std::unique_ptr<draco::PlyReader> pReader(new draco::PlyReader);
-        QString strWhy;
-        const bool bPartRead = part.nSize > 0 && parsePly(part.pData, part.nSize, *pReader, strWhy);
-        if (part.pMap)
-            file.unmap(part.pMap); // the library keeps copies of the values it parsed
-        if (!bPartRead)
-        {
-            const uchar* pData = file.map(0, nSize);
-            if (!pData)
-                return fail(QStringLiteral("it cannot be read (%1).").arg(file.errorString()));
-            pReader.reset(new draco::PlyReader);
-            if (!parsePly(reinterpret_cast<const char*>(pData), nSize, *pReader, strWhy))
-                return fail(QStringLiteral("its vertex field \"%1\" cannot be read: %2")
-                                .arg(listCandidates.first(), strWhy));
-        }
-        for (const QString& strName : listCandidates)
-        {
-            QString strReason;
-            if (takePlyField(*pReader, strName, field, strReason))
-                break;
-            if (!strReason.isEmpty())
-                return fail(strReason);
-            if (!options.scalarName.isEmpty())
-                return fail(QStringLiteral("its vertex field \"%1\" holds values that are not "
-                                           "finite numbers.")
-                                .arg(strName));
-        }
-        if (!field.values.empty())
-            field.pReader = std::move(pReader); // the positions, until the field is lined up
-        if (progress && !progress(kFieldPhaseEnd))
-            return aborted();
+        fieldThread.start(
+            [&]
+            {
+                try
+                {
+                    eField = kxReadPlyField(strPath, header, check, listCandidates,
+                                            !options.scalarName.isEmpty(), bStopField, field,
+                                            strFieldReason);
+                    bFieldFailed = eField == EKXPlyFieldRead::Failed;
+                }
+                catch (...)
+                {
+                    pFieldException = std::current_exception();
+                }
+            });
     }
-    file.close();
 
     Assimp::Importer importer;
-    auto* pRelay =
-        new CProgressRelay(progress, field.values.empty() ? 0.0 : kFieldPhaseEnd, kImportPhaseEnd);
+    auto* pRelay = new CProgressRelay(progress, 0.0, kImportPhaseEnd, bStopField, bFieldFailed);
     importer.SetProgressHandler(pRelay); // the importer owns it
     const aiScene* pScene = importer.ReadFile(QFile::encodeName(strPath).toStdString(), 0);
-    if (pRelay->isAborted())
+    fieldThread.join();
+    if (pFieldException)
+        std::rethrow_exception(pFieldException);
+    // A field that cannot be read is told before what the import library made of the file, as
+    // when the field was read first; so is an abort while the field was still being read.
+    if (eField == EKXPlyFieldRead::Failed)
+        return fail(strFieldReason);
+    if (pRelay->isAborted() || eField == EKXPlyFieldRead::Stopped)
         return aborted();
     if (!pScene)
     {
@@ -595,12 +405,14 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     std::vector<quint8> state; // per vertex of the mesh: kUnused, kUsed or kNonFinite
     constexpr quint8 kUnused = 0, kUsed = 1, kNonFinite = 2;
     static_assert(sizeof(aiVector3D) == 3 * sizeof(float), "positions are copied in bulk");
+    std::optional<CFaceReleaser> releaser; // after the importer: done with its scene before it
     for (const SMeshUse& use : uses)
     {
         const aiMesh& mesh = *pScene->mMeshes[use.nMesh];
         if (!mesh.mVertices || mesh.mNumVertices == 0)
             continue;
-        if (bHasField && !alignField(mesh, field, toField))
+        if (bHasField && !kxAlignPlyField(reinterpret_cast<const float*>(mesh.mVertices),
+                                          mesh.mNumVertices, field, toField))
             return fail(QStringLiteral("its vertex field \"%1\" cannot be matched to the "
                                        "vertices of its mesh.")
                             .arg(field.strName));
@@ -611,11 +423,16 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
         // are squeezed out at the end, which for most files is none. Exact sizes throughout:
         // grown vectors would keep up to twice the memory for the surface's life.
         std::vector<float>& positions = geometry->positions;
-        reserveMapped(positions, 3 * nVertices);
-        positions.resize(3 * nVertices);
+        kxReserveMapped(positions, 3 * nVertices);
         if (use.transform.IsIdentity())
-            std::memcpy(positions.data(), mesh.mVertices, 3 * sizeof(float) * nVertices);
+        {
+            // Straight from the library's array, without filling the copy with zeros first.
+            const float* pFrom = &mesh.mVertices[0].x;
+            positions.assign(pFrom, pFrom + 3 * nVertices);
+        }
         else
+        {
+            positions.resize(3 * nVertices);
             for (size_t v = 0; v < nVertices; ++v)
             {
                 const aiVector3D p = use.transform * mesh.mVertices[v];
@@ -623,6 +440,7 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
                 positions[3 * v + 1] = p.y;
                 positions[3 * v + 2] = p.z;
             }
+        }
         state.assign(nVertices, kUnused);
         const float* pXyz = positions.data();
         for (size_t v = 0; v < nVertices; ++v)
@@ -632,16 +450,25 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
 
         // One pass over the faces keeps the triangles, and sums each one's area-weighted normal
         // (its cross product, which also tells a degenerate one) into its corners.
-        reserveMapped(geometry->normals, 3 * nVertices);
+        kxReserveMapped(geometry->normals, 3 * nVertices);
         geometry->normals.assign(3 * nVertices, 0.0f);
         float* pSum = geometry->normals.data();
         std::vector<unsigned>& indices = geometry->indices;
-        reserveMapped(indices, 3 * size_t(mesh.mNumFaces));
+        kxReserveMapped(indices, 3 * size_t(mesh.mNumFaces));
+        // Only a mesh no other use reads again has its faces freed as they are read; a large
+        // one, for a small one the thread would cost more than it saves.
+        if (uses.size() == 1 && mesh.mNumFaces >= kReleasedFaces)
+            releaser.emplace(*pScene->mMeshes[use.nMesh]);
         for (unsigned f = 0; f < mesh.mNumFaces; ++f)
         {
-            if ((++nDone & 0xFFFF) == 0 && progress &&
-                !progress(kImportPhaseEnd + (1.0 - kImportPhaseEnd) * double(nDone) / nFaces))
-                return aborted();
+            if ((++nDone & 0xFFFF) == 0)
+            {
+                if (releaser)
+                    releaser->advance(f);
+                if (progress &&
+                    !progress(kImportPhaseEnd + (1.0 - kImportPhaseEnd) * double(nDone) / nFaces))
+                    return aborted();
+            }
             const aiFace& face = mesh.mFaces[f];
             if (face.mNumIndices != 3 || !face.mIndices)
                 continue;
@@ -675,11 +502,13 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
             // Straight into the array: a call per triangle is felt on a surface of millions.
             indices.insert(indices.end(), k, k + 3);
         }
+        if (releaser)
+            releaser->advance(mesh.mNumFaces); // the rest goes while the surface is finished
         if (indices.empty())
             continue;
         if (bHasField && !toField.empty())
         {
-            reserveMapped(surface.scalars, nVertices);
+            kxReserveMapped(surface.scalars, nVertices);
             surface.scalars.resize(nVertices);
             for (size_t v = 0; v < nVertices; ++v)
                 surface.scalars[v] = field.values[size_t(toField[v])];
@@ -740,7 +569,8 @@ bool CKXMeshReader::read(const QString& strPath, std::vector<SKXSurfaceData>& me
     }
     // The library's many small blocks are free now, and the parsed PLY vertices; hand their
     // pages back to the system, so that what a load leaves resident is the surfaces it returns.
-    field = SPlyField();
+    field = SKXPlyField();
+    releaser.reset();
     importer.FreeScene();
     malloc_trim(0);
     if (meshes.empty())
