@@ -186,11 +186,12 @@ TEST_F(ShowingFramesTest, PlayedFramesRepaintOnlyTheWidgetsWhoseValuesChange)
 }
 
 // While recording, the view is composed into the window and the palette repainted a few times
-// per second, not for every frame: no more showings than the showing interval fits into the
-// recording's time, counted rather than timed one by one, since a busy machine delays single
-// paints (a timer may also fire a little early). The movie still gets every frame (the stale-frame
-// test of the engine tests checks their content). When the recording ends, the screen shows the
-// last recorded frame.
+// per second, not for every frame, and together: no more showings, paints of the palette's line
+// or compositions of the main window than the showing interval fits into the recording's time,
+// counted rather than timed one by one, since a busy machine delays single paints (a timer may
+// also fire a little early). The movie still gets every frame (the stale-frame test of the
+// engine tests checks their content). When the recording ends, the screen shows the last
+// recorded frame.
 TEST_F(ShowingFramesTest, ARecordingIsShownAFewTimesPerSecondAndEndsOnTheLastFrame)
 {
     addKeyFrames(90, 30, 2.0, 6);
@@ -201,10 +202,14 @@ TEST_F(ShowingFramesTest, ARecordingIsShownAFewTimesPerSecondAndEndsOnTheLastFra
     {
         CPaintCounter counter;
         counter.m_fnWhile = [this] { return m_pView->isKFRecording(); };
+        int nCompositions = 0;
+        const QMetaObject::Connection composed =
+            QObject::connect(m_pView, &QOpenGLWidget::frameSwapped, [&] { ++nCompositions; });
         QElapsedTimer timer;
         timer.start();
         button("m_pRecordButton")->click();
         const qint64 nElapsedMs = timer.elapsed();
+        QObject::disconnect(composed);
         ASSERT_GE(progressFrames(), 60);
         ASSERT_TRUE(QFile::exists(dir.filePath("shown.mp4")));
         const qint64 nLeastGapMs = CKXGLView::kRecordingShowIntervalMs * 4 / 5;
@@ -220,6 +225,8 @@ TEST_F(ShowingFramesTest, ARecordingIsShownAFewTimesPerSecondAndEndsOnTheLastFra
                 EXPECT_GE(nPaints, 1) << pWidget->metaObject()->className();
             }
         }
+        EXPECT_LE(nCompositions, nElapsedMs / nLeastGapMs + 2)
+            << nCompositions << " compositions of the main window in " << nElapsedMs << " ms";
     }
     EXPECT_FALSE(m_pView->isKFRecording());
 

@@ -231,6 +231,11 @@ void CKX3DToolsPalette::watchSequenceWindow(CKXSequenceWindowImpl* pWindow)
             &CKX3DToolsPalette::onSignalMeshCheckStatusChanged);
     connect(pWindow->scene(), &CKXSampleScene::changed, this,
             &CKX3DToolsPalette::onSignalSceneChanged);
+    if (CKXGLView* pView = pWindow->glView())
+    {
+        connect(pView, &CKXGLView::recordingShowing, this,
+                &CKX3DToolsPalette::onSignalRecordingShowing);
+    }
 }
 
 tag_s3Dcontrols CKX3DToolsPalette::displayedControls() const
@@ -262,18 +267,20 @@ void CKX3DToolsPalette::scheduleRefresh()
     const CKXGLView* pView = m_pWindow ? m_pWindow->glView() : nullptr;
     if (!pView || !pView->isKFRecording())
     {
-        // A wait left from a recording is cut short: the end of a recording shows at once.
-        if (!m_pRefreshTimer->isActive() || m_pRefreshTimer->interval() > 0)
+        if (!m_pRefreshTimer->isActive())
         {
             m_pRefreshTimer->start(0);
         }
         return;
     }
-    if (!m_pRefreshTimer->isActive())
+    m_bRefreshAtShowing = true;
+}
+
+void CKX3DToolsPalette::onSignalRecordingShowing()
+{
+    if (m_bRefreshAtShowing && m_pWindow && sender() == m_pWindow->glView())
     {
-        const qint64 nSinceMs = m_lastRefresh.isValid() ? m_lastRefresh.elapsed() : 0;
-        m_pRefreshTimer->start(static_cast<int>(
-            qBound<qint64>(0, kRecordingRefreshMs - nSinceMs, kRecordingRefreshMs)));
+        refresh();
     }
 }
 
@@ -300,7 +307,7 @@ void CKX3DToolsPalette::onSignalMeshCheckStatusChanged()
 void CKX3DToolsPalette::refresh()
 {
     m_pRefreshTimer->stop(); // this refresh answers the requests made so far
-    m_lastRefresh.start();
+    m_bRefreshAtShowing = false;
     ++m_nRefreshCount;
     m_bUpdating = true;
     const bool bHasWindow = !m_pWindow.isNull();

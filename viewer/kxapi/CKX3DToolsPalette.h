@@ -6,16 +6,16 @@
 // Edits and camera moves are not announced as 3D view changes.
 //
 // Key frame updates and scene changes are coalesced: the widgets are brought up to date once
-// per event loop pass however many arrive (a played key frame arrives once per light source),
-// and while the shown window's view records a movie at most kRecordingRefreshMs apart, so that
-// the palette does not make the main window be composed again for every recorded frame. Qt's
-// setters repaint a widget only when its value changed.
+// per event loop pass however many arrive (a played key frame arrives once per light source).
+// While the shown window's view records a movie they wait for the view's next showing of a
+// recorded frame (CKXGLView::recordingShowing): the main window is then composed once for
+// the view and the palette together, a few times per second, rather than again for every
+// recorded frame. Qt's setters repaint a widget only when its value changed.
 #ifndef CKX3DTOOLSPALETTE_H
 #define CKX3DTOOLSPALETTE_H
 
 #include "KeyFrameRecords.h"
 
-#include <QElapsedTimer>
 #include <QPointer>
 #include <QVector>
 #include <QWidget>
@@ -56,14 +56,12 @@ public:
     // Times the widgets were brought up to date since construction.
     int refreshCount() const { return m_nRefreshCount; }
 
-    // Least time between two refreshes while the shown view records, in milliseconds.
-    static constexpr int kRecordingRefreshMs = 250;
-
 public slots:
     void onSignalUpdate3DToolsPalette(SSpKeyFrameAttributes keyFrame, bool bReset);
 
 private slots:
     void onSignalSceneChanged();
+    void onSignalRecordingShowing();
     void onSignalMeshCheckStatusChanged();
     void onClickMeshVisible(bool bChecked);
     void onMeshOpacityChanged(int nValue);
@@ -89,8 +87,8 @@ private:
     QGroupBox* createPDGroup();
     QGroupBox* createOrganGroup();
     void refresh();
-    // Refreshes at the next event loop pass (while recording: kRecordingRefreshMs after the last
-    // refresh at the earliest); requests before then add nothing.
+    // Refreshes at the next event loop pass (while the shown view records: at its next showing);
+    // requests before then add nothing.
     void scheduleRefresh();
     void refreshOrganList(const QMap<QString, bool>& mapOrgans);
     void refreshColorBar(const S3DToolsPDMapData& pdMap);
@@ -104,7 +102,7 @@ private:
     SSpKeyFrameAttributes m_sKeyFrame;
     bool m_bUpdating = false;
     QTimer* m_pRefreshTimer;
-    QElapsedTimer m_lastRefresh;
+    bool m_bRefreshAtShowing = false; // a refresh waits for the recording view's next showing
     int m_nRefreshCount = 0;
 
     QLabel* m_pTitle;

@@ -23,8 +23,11 @@ QSlider* percentSlider(const QString& strName, QWidget* pParent)
 QLayout* withValueLabel(QSlider* pSlider)
 {
     QLabel* pLabel = new QLabel(pSlider->parentWidget());
-    pLabel->setMinimumWidth(pLabel->fontMetrics().horizontalAdvance(QStringLiteral("100 %")));
     pLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    pLabel->setText(QStringLiteral("100 %"));
+    // A fixed size: a new value then asks for no new layout, which would repaint the whole
+    // palette page (and compose the main window once more) for every played frame.
+    pLabel->setFixedSize(pLabel->sizeHint());
     pLabel->setText(QStringLiteral("%1 %").arg(pSlider->value()));
     QObject::connect(pSlider, &QSlider::valueChanged, pLabel,
                      [pLabel](int nValue) { pLabel->setText(QStringLiteral("%1 %").arg(nValue)); });

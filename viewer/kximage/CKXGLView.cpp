@@ -262,6 +262,7 @@ void CKXGLView::setKFRecording(bool bRecording)
         m_nRecordingShowTimer = 0;
         setUpdatesEnabled(true); // shows the last recorded frame
         update();
+        emit recordingShowing();
     }
 }
 
@@ -540,6 +541,7 @@ void CKXGLView::timerEvent(QTimerEvent* pEvent)
     {
         setUpdatesEnabled(true); // schedules the showing of the frame grabbed last
         update();
+        emit recordingShowing();
         return;
     }
     if (pEvent->timerId() == m_nWheelTimer && m_nWheelTimer)

@@ -12,7 +12,8 @@
 // composes the whole main window again, and the movie, not the screen, is what a recording is
 // for. Every recorded frame is still drawn (once) and grabbed exactly; the window shows the
 // latest one a few times per second (at least every kRecordingShowMaxIntervalMs), and the
-// last one as soon as the recording ends.
+// last one as soon as the recording ends. Each showing is announced (recordingShowing()), so
+// that the window's other widgets that follow the recording change in the same composition.
 //
 // While the user moves the camera (a mouse button held in the view, or wheel notches less than
 // kQuietMs apart) translucent objects are sorted whole: per-pixel order costs several times
@@ -108,6 +109,10 @@ public:
 signals:
     // The user moved the camera (drag, wheel, pan). Not a change of the scene's content.
     void cameraChanged();
+    // A recording's latest frame is about to be shown, or the recording ended: widgets that
+    // follow the recording change now, so that the window is composed once for them and the
+    // view together.
+    void recordingShowing();
 
 protected:
     void initializeGL() override;
